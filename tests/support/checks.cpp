@@ -57,8 +57,8 @@ testing::AssertionResult onlyRectChanged(const Snapshot& before, const VrnImage*
     if (diff)
       return testing::AssertionFailure()
              << "changed outside the rectangle {" << rect.x << "," << rect.y << " " << rect.width
-             << "x" << rect.height << "}: " << sampleAtOffset(after, i) << ", was 0x" << std::hex
-             << int{before[i]} << ", now 0x" << int{now[i]} << std::dec
+             << "x" << rect.height << "}: " << sampleAtOffset(after, i) << ", was " << hexByte(before[i])
+             << ", now " << hexByte(now[i])
              << (allowed[i] ? " (another bit of an allowed byte)" : "");
   }
   return testing::AssertionSuccess();
@@ -100,9 +100,9 @@ testing::AssertionResult maskedMatchesUnmasked(const Snapshot& before, const Vrn
     const uint8_t expected = static_cast<uint8_t>((full[i] & take[i]) | (before[i] & ~take[i]));
     if (expected != got[i])
       return testing::AssertionFailure()
-             << "masked run differs at " << describeOffset(masked, i) << ": expected 0x" << std::hex
-             << int{expected} << " (" << (take[i] ? "mask set: the unmasked result" : "mask clear or outside: untouched")
-             << "), got 0x" << int{got[i]} << std::dec;
+             << "masked run differs at " << describeOffset(masked, i) << ": expected " << hexByte(expected)
+             << " (" << (take[i] ? "mask set: the unmasked result" : "mask clear or outside: untouched")
+             << "), got " << hexByte(got[i]);
   }
   return testing::AssertionSuccess();
 }

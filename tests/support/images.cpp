@@ -318,6 +318,11 @@ Snapshot snapshot(const VrnImage* image) {
   return Snapshot(p, p + image->imageSize);
 }
 
+std::string hexByte(uint8_t b) {
+  static const char* digits = "0123456789abcdef";
+  return std::string("0x") + digits[b >> 4] + digits[b & 15];
+}
+
 std::string describeOffset(const VrnImage* image, size_t offset) {
   std::ostringstream s;
   const size_t step = static_cast<size_t>(image->widthStep);
@@ -351,8 +356,8 @@ testing::AssertionResult compareBuffers(const VrnImage* layout, const uint8_t* e
       if (!diff) continue;
     }
     return testing::AssertionFailure()
-           << "bytes differ at " << describeOffset(layout, i) << ": expected 0x" << std::hex
-           << int{expected[i]} << ", got 0x" << int{actual[i]} << std::dec;
+           << "bytes differ at " << describeOffset(layout, i) << ": expected " << hexByte(expected[i])
+           << ", got " << hexByte(actual[i]);
   }
   return testing::AssertionSuccess();
 }

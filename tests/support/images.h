@@ -135,6 +135,9 @@ testing::AssertionResult sameBytes(const Snapshot& expected, const VrnImage* act
 // and rows past the image are skipped.
 testing::AssertionResult samePixels(const VrnImage* expected, const VrnImage* actual);
 
+// A byte as "0x1f".
+std::string hexByte(uint8_t b);
+
 // Where a byte of the buffer lies: plane, stored row, byte within the row,
 // and whether that byte is row padding.
 std::string describeOffset(const VrnImage* image, size_t offset);
