@@ -162,6 +162,7 @@ void TileServer::checkReleasedCopy(int index, const char* when) {
 void TileServer::callback(const VrnImage* image, int col, int row, int mode) {
   auto* self = static_cast<TileServer*>(image->tileInfo->id);
   self->serve(image, col, row, mode);
+  if (self->observer) self->observer(self->calls_.back());
 }
 
 void TileServer::serve(const VrnImage* image, int col, int row, int mode) {
