@@ -171,7 +171,9 @@ TEST(FrameFlatRun, EqualShapesRunThroughPaddingOtherwisePaddingStays) {
           return sampleAt(row, x, 0);
         };
         const double want = addOf(depth, at(a), at(b));
-        if (!std::isnan(want)) ASSERT_EQ(at(flat), want) << "padding of row " << y << " at byte " << off;
+        if (!std::isnan(want)) {
+          ASSERT_EQ(at(flat), want) << "padding of row " << y << " at byte " << off;
+        }
       }
   }
 }
