@@ -37,13 +37,15 @@ HWY_INLINE void WordRow(const uint8_t* s, uint8_t* d, size_t n, uint32_t word) {
   const auto w = hn::BitCast(d8, hn::Set(d32, word));
   const size_t lanes = hn::Lanes(d8);
   size_t i = 0;
-  for (; i + 2 * lanes <= n; i += 2 * lanes) {
+  // A vector must hold whole words (not so on the one-lane scalar target).
+  const size_t body = lanes % 4 == 0 ? n : 0;
+  for (; i + 2 * lanes <= body; i += 2 * lanes) {
     const auto v0 = hn::LoadU(d8, s + i);
     const auto v1 = hn::LoadU(d8, s + i + lanes);
     hn::StoreU(Op::Vec(v0, w), d8, d + i);
     hn::StoreU(Op::Vec(v1, w), d8, d + i + lanes);
   }
-  for (; i + lanes <= n; i += lanes) hn::StoreU(Op::Vec(hn::LoadU(d8, s + i), w), d8, d + i);
+  for (; i + lanes <= body; i += lanes) hn::StoreU(Op::Vec(hn::LoadU(d8, s + i), w), d8, d + i);
   wordRowScalar<typename Op::Scalar>(s + i, d + i, n - i, word);
 }
 
