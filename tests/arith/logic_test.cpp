@@ -137,3 +137,106 @@ TEST(Logic, Reports) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(Logic, OneBitRectangleAtBitOffsets) {
+  Reports reports;
+  // 3 pixels at offset 6 of the source and 1 of the destination: bits 1..3
+  // of the destination's byte change, nothing else.
+  VrnImage* s = makeImage(VRN_DEPTH_1U, 1, 16, 1);
+  VrnImage* d = makeImage(VRN_DEPTH_1U, 1, 16, 1);
+  s->imageData[0] = static_cast<char>(0x02);  // pixel 6 = 1, pixel 7 = 0
+  s->imageData[1] = static_cast<char>(0x80);  // pixel 8 = 1
+  d->imageData[0] = static_cast<char>(0x00);
+  d->imageData[1] = static_cast<char>(0x5A);
+  s->roi = vrnCreateROI(0, 6, 0, 3, 1);
+  d->roi = vrnCreateROI(0, 1, 0, 3, 1);
+  vrnOrS(s, d, 2);  // value 2 is 0 in 1 bit: a copy
+  EXPECT_EQ(static_cast<uint8_t>(d->imageData[0]), 0x50);  // bits 1..3 = 1 0 1
+  EXPECT_EQ(static_cast<uint8_t>(d->imageData[1]), 0x5A);
+  freeImage(s);
+  freeImage(d);
+  EXPECT_TRUE(reports.all().empty());
+}
+
+TEST(Logic, OneBitImagesAtEveryRoiOffset) {
+  Reports reports;
+  for (int xs = 0; xs < 8; ++xs)
+    for (int xd = 0; xd < 8; ++xd) {
+      VrnImage* a = makeImage(VRN_DEPTH_1U, 1, 64, 3, 0, 0, 4, 1 + xs);
+      VrnImage* b = makeImage(VRN_DEPTH_1U, 1, 64, 3, 0, 0, 4, 20 + xd);
+      VrnImage* d = makeImage(VRN_DEPTH_1U, 1, 64, 3, 0, 0, 4, 40);
+      const auto before = bytesOf(d);
+      a->roi = vrnCreateROI(0, xs, 0, 30, 3);
+      b->roi = vrnCreateROI(0, 7 - xs, 1, 40, 2);
+      d->roi = vrnCreateROI(0, xd + 8, 0, 35, 3);
+      vrnAdd(a, b, d);  // 1-bit addition: OR, over a 30 x 2 rectangle
+      for (int y = 0; y < 3; ++y)
+        for (int x = 0; x < 64; ++x) {
+          const bool inside = y < 2 && x >= xd + 8 && x < xd + 8 + 30;
+          const bool old = (before[y * d->widthStep + x / 8] >> (7 - x % 8)) & 1;
+          const int i = x - xd - 8;
+          const bool want = inside ? (bit(a, xs + i, y) || bit(b, 7 - xs + i, y + 1)) : old;
+          ASSERT_EQ(bit(d, x, y), want) << xs << " " << xd << " " << x << " " << y;
+        }
+      for (VrnImage* im : {a, b, d}) freeImage(im);
+    }
+  EXPECT_TRUE(reports.all().empty());
+}
+
+TEST(Logic, MaskKeepsUnmaskedPixelsInAllChannels) {
+  Reports reports;
+  for (int depth : {VRN_DEPTH_8U, VRN_DEPTH_16S, VRN_DEPTH_32S, VRN_DEPTH_1U}) {
+    for (int order : {VRN_DATA_ORDER_PIXEL, VRN_DATA_ORDER_PLANE}) {
+      const int ch = depth == VRN_DEPTH_1U ? 1 : 3;
+      VrnImage* a = makeImage(depth, ch, 21, 4, 0, order, 4, 1);
+      VrnImage* d = makeImage(depth, ch, 21, 4, 0, order, 4, 2);
+      VrnImage* mask = makeImage(VRN_DEPTH_1U, 1, 24, 5, 0, 0, 4, 3);
+      mask->roi = vrnCreateROI(0, 3, 1, 21, 4);  // read from its own ROI's corner
+      VrnImage* before = vrnCloneImage(d);
+      d->maskROI = mask;
+      vrnXorS(a, d, 0xFFFFFFFF);  // d = NOT a where masked
+      vrnXor(a, d, d);            // d = a XOR NOT a: all ones where masked
+      d->maskROI = nullptr;
+      for (int y = 0; y < 4; ++y)
+        for (int x = 0; x < 21; ++x) {
+          const auto got = region(d, x, y, 1, 1);
+          if (bit(mask, x + 3, y + 1))
+            for (uint8_t v : got) ASSERT_EQ(v, depth == VRN_DEPTH_1U ? 1 : 0xFF);
+          else
+            ASSERT_EQ(got, region(before, x, y, 1, 1));
+        }
+      for (VrnImage* im : {a, d, mask, before}) freeImage(im);
+    }
+  }
+  EXPECT_TRUE(reports.all().empty());
+}
+
+TEST(Logic, TiledEqualsFlat) {
+  Reports reports;
+  for (int depth : {VRN_DEPTH_8U, VRN_DEPTH_16U, VRN_DEPTH_1U}) {
+    const int ch = depth == VRN_DEPTH_1U ? 1 : 3;
+    VrnImage* a = makeImage(depth, ch, 45, 21, 0, 0, 4, 1);
+    VrnImage* b = makeImage(depth, ch, 45, 21, 0, 0, 4, 2);
+    VrnImage* d = makeImage(depth, ch, 45, 21, 0, 0, 4, 3);
+    TileServer ta(a, 16, 8), td(d, 24, 16);
+    b->roi = vrnCreateROI(0, 3, 2, 40, 17);
+    td.image()->roi = vrnCreateROI(0, 5, 1, 38, 19);
+    d->roi = vrnCreateROI(0, 5, 1, 38, 19);
+    vrnAnd(ta.image(), b, td.image());
+    vrnAnd(a, b, d);
+    VrnImage* out = makeImage(depth, ch, 45, 21, 0, 0, 4, 9);
+    td.toPlain(out);
+    EXPECT_EQ(region(out, 0, 0, 45, 21), region(d, 0, 0, 45, 21));
+    vrnXorS(ta.image(), td.image(), 0x5A);
+    vrnXorS(a, d, 0x5A);
+    td.toPlain(out);
+    EXPECT_EQ(region(out, 0, 0, 45, 21), region(d, 0, 0, 45, 21));
+    vrnDeleteROI(td.image()->roi);
+    for (VrnImage* im : {a, b, d, out}) freeImage(im);
+  }
+  EXPECT_TRUE(reports.all().empty());
+}
+
+}  // namespace
