@@ -290,9 +290,9 @@ extern "C" VRN_API void vrnBlur(VrnImage* srcImage, VrnImage* dstImage, int nCol
   if (pixelShape && job.depth == kD8U && static_cast<int64_t>(nCols) * nRows < 257) job.pixelKernel = 8;
   if (pixelShape && job.depth == kD32F) job.pixelKernel = 32;
 
-  // Line buffer: width + nCols sums of four lanes.
+  // Line buffer: column sums and their differences, four lanes for the pixel kernels.
   Buffer<char> line;
-  const int64_t sums = (static_cast<int64_t>(job.width) + nCols) * (job.pixelKernel ? 4 : 1);
+  const int64_t sums = (static_cast<int64_t>(job.width) + nCols) * (job.pixelKernel ? 8 : 2);
   if (sums * 4 > 0x7FFFFF00 || !line.allocate(static_cast<size_t>(sums * 4))) {
     VRN_REPORT(VRN_StsNoMem, kFunc, "Allocation failure");
     return;

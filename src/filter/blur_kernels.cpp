@@ -13,7 +13,9 @@
 
 #include <cmath>
 #include <cstring>
+#include <type_traits>
 
+#include "core/memory.h"
 #include "core/traits.h"
 
 namespace vrn::blur {
@@ -62,6 +64,13 @@ struct FloatResult {
   float operator()(float w) const { return w * scale; }
 };
 
+// An 8-bit result as a table over every possible sum (0 .. 255 * box).
+struct TableResult {
+  const uint8_t* table;
+  uint8_t operator()(uint32_t s) const { return table[s]; }
+  uint8_t operator()(uint16_t s) const { return table[s]; }
+};
+
 struct Packed8uResult {
   float scale;
   uint8_t operator()(uint32_t s) const {
@@ -103,13 +112,14 @@ struct Sum16 {
 
 // K channels of each pixel (1 for the general kernel, 3 for the pixel
 // kernels), sums laid out as col[x * K + c].  Stride is the samples from one
-// pixel to the next when known at compile time (0: read from the channel).
+// pixel to the next in source and destination alike when known at compile
+// time (0: read from the channel).
 template <class T, class P, int K, int Stride, class Result>
 void boxKernel(const Channel& ch, const Box& box, typename P::Type* col, const Result& result) {
   using Sum = typename P::Type;
   const int n = box.width + box.nCols;
   const int srcStride = Stride ? Stride : ch.srcStride;
-  const int dstStride = ch.dstStride;
+  const int dstStride = Stride ? Stride : ch.dstStride;
   auto srcRow = [&](int r) {
     return reinterpret_cast<const T*>(ch.src + static_cast<ptrdiff_t>(r) * ch.srcStep);
   };
@@ -119,31 +129,47 @@ void boxKernel(const Channel& ch, const Box& box, typename P::Type* col, const R
     for (int x = 0; x < n; ++x)
       for (int c = 0; c < K; ++c) col[x * K + c] += P::of(s[static_cast<ptrdiff_t>(x) * srcStride + c]);
   }
+  // Locals, so that byte stores into the output can't make the compiler
+  // reload them inside the loops.
+  const int width = box.width, nCols = box.nCols;
   const unsigned char* mask = box.mask;
   for (int y = 0; y < box.height; ++y) {
-    T* out = reinterpret_cast<T*>(ch.dst + static_cast<ptrdiff_t>(y) * ch.dstStep);
+    T* __restrict out = reinterpret_cast<T*>(ch.dst + static_cast<ptrdiff_t>(y) * ch.dstStep);
+    const Sum* __restrict leaving = col;
+    const Sum* __restrict entering = col + static_cast<ptrdiff_t>(nCols) * K;
     Sum w[K];
     for (int c = 0; c < K; ++c) {
       w[c] = Sum{};
-      for (int k = 0; k < box.nCols; ++k) w[c] += col[k * K + c];
+      for (int k = 0; k < nCols; ++k) w[c] += col[k * K + c];
     }
-    if (!mask) {
-      for (int x = 0; x < box.width; ++x) {
+    if (!mask && std::is_integral_v<Sum>) {
+      // Exact sums: the differences are formed first, so the running sum is
+      // a chain of single additions.
+      Sum* __restrict diff = col + static_cast<ptrdiff_t>(n) * K;
+      for (int i = 0; i < width * K; ++i) diff[i] = static_cast<Sum>(entering[i] - leaving[i]);
+      for (int x = 0; x < width; ++x) {
         for (int c = 0; c < K; ++c) {
           out[static_cast<ptrdiff_t>(x) * dstStride + c] = result(w[c]);
-          w[c] += static_cast<Sum>(col[(x + box.nCols) * K + c] - col[x * K + c]);
+          w[c] = static_cast<Sum>(w[c] + diff[x * K + c]);
+        }
+      }
+    } else if (!mask) {
+      for (int x = 0; x < width; ++x) {
+        for (int c = 0; c < K; ++c) {
+          out[static_cast<ptrdiff_t>(x) * dstStride + c] = result(w[c]);
+          w[c] += static_cast<Sum>(entering[x * K + c] - leaving[x * K + c]);
         }
       }
     } else {
-      for (int x = 0; x < box.width; ++x) {
-        if (K > 1 && ((box.maskBit + x) & 7) == 0 && x + 8 <= box.width) {
+      for (int x = 0; x < width; ++x) {
+        if (K > 1 && ((box.maskBit + x) & 7) == 0 && x + 8 <= width) {
           // Whole mask bytes: a clear byte skips 8 pixels, a full one writes them untested.
           const unsigned char bits = mask[(box.maskBit + x) >> 3];
           if (bits == 0 || bits == 0xFF) {
             for (int e = x + 8; x < e; ++x)
               for (int c = 0; c < K; ++c) {
                 if (bits) out[static_cast<ptrdiff_t>(x) * dstStride + c] = result(w[c]);
-                w[c] += static_cast<Sum>(col[(x + box.nCols) * K + c] - col[x * K + c]);
+                w[c] += static_cast<Sum>(entering[x * K + c] - leaving[x * K + c]);
               }
             --x;
             continue;
@@ -152,17 +178,18 @@ void boxKernel(const Channel& ch, const Box& box, typename P::Type* col, const R
         const bool set = maskSet(mask, box.maskBit, x);
         for (int c = 0; c < K; ++c) {
           if (set) out[static_cast<ptrdiff_t>(x) * dstStride + c] = result(w[c]);
-          w[c] += static_cast<Sum>(col[(x + box.nCols) * K + c] - col[x * K + c]);
+          w[c] += static_cast<Sum>(entering[x * K + c] - leaving[x * K + c]);
         }
       }
       mask += box.maskStep;
     }
-    const T* enter = srcRow(y + box.nRows);
-    const T* leave = srcRow(y);
+    const T* __restrict enter = srcRow(y + box.nRows);
+    const T* __restrict leave = srcRow(y);
+    Sum* __restrict sums = col;
     for (int x = 0; x < n; ++x)
       for (int c = 0; c < K; ++c) {
         const ptrdiff_t at = static_cast<ptrdiff_t>(x) * srcStride + c;
-        col[x * K + c] += P::delta(enter[at], leave[at]);
+        sums[x * K + c] += P::delta(enter[at], leave[at]);
       }
   }
 }
@@ -170,7 +197,7 @@ void boxKernel(const Channel& ch, const Box& box, typename P::Type* col, const R
 template <class T, class P, class Result>
 void generalKernel(const Channel& ch, const Box& box, void* line, const Result& result) {
   auto* col = static_cast<typename P::Type*>(line);
-  if (ch.srcStride == 1)
+  if (ch.srcStride == 1 && ch.dstStride == 1)
     boxKernel<T, P, 1, 1>(ch, box, col, result);
   else
     boxKernel<T, P, 1, 0>(ch, box, col, result);
@@ -213,7 +240,19 @@ void bitKernel(const Channel& ch, const Box& box, int32_t* col) {
 bool blurChannel(int depthIndex, const Channel& ch, const Box& box, void* line) {
   switch (depthIndex) {
     case kD1U: bitKernel(ch, box, static_cast<int32_t*>(line)); return true;
-    case kD8U: generalKernel<uint8_t, SumOf<uint8_t>>(ch, box, line, UnsignedResult<uint8_t>(box.scale)); return true;
+    case kD8U: {
+      // Sums of up to 257 samples stay below 2^16: the result is a table lookup.
+      Buffer<uint8_t> table;
+      const int64_t sums = int64_t{255} * box.nCols * box.nRows + 1;
+      if (sums <= 65536 && table.allocate(static_cast<size_t>(sums))) {
+        const UnsignedResult<uint8_t> exact(box.scale);
+        for (int64_t i = 0; i < sums; ++i) table[i] = exact(static_cast<uint32_t>(i));
+        generalKernel<uint8_t, SumOf<uint8_t>>(ch, box, line, TableResult{table.get()});
+      } else {
+        generalKernel<uint8_t, SumOf<uint8_t>>(ch, box, line, UnsignedResult<uint8_t>(box.scale));
+      }
+      return true;
+    }
     case kD16U: generalKernel<uint16_t, SumOf<uint16_t>>(ch, box, line, UnsignedResult<uint16_t>(box.scale)); return true;
     case kD8S: generalKernel<int8_t, SumOf<int8_t>>(ch, box, line, SignedResult<int8_t>{box.scale}); return true;
     case kD16S: generalKernel<int16_t, SumOf<int16_t>>(ch, box, line, SignedResult<int16_t>{box.scale}); return true;
@@ -225,8 +264,13 @@ bool blurChannel(int depthIndex, const Channel& ch, const Box& box, void* line) 
 
 void blurPixels8u(const Channel& ch, const Box& box, void* line) {
   auto* col = static_cast<uint16_t*>(line);
-  const Packed8uResult result{box.scale};
-  if (ch.srcStride == 3)
+  // The box holds at most 256 pixels here, so every sum has a table entry.
+  uint8_t table[65536];
+  const int sums = 255 * box.nCols * box.nRows + 1;
+  const Packed8uResult exact{box.scale};
+  for (int i = 0; i < sums; ++i) table[i] = exact(static_cast<uint32_t>(i));
+  const TableResult result{table};
+  if (ch.srcStride == 3 && ch.dstStride == 3)
     boxKernel<uint8_t, Sum16, 3, 3>(ch, box, col, result);
   else
     boxKernel<uint8_t, Sum16, 3, 0>(ch, box, col, result);

@@ -32,13 +32,13 @@ struct Box {
 };
 
 // The general kernel of a depth (index as DepthIndex: 1U..32F), one channel
-// at a time.  The line buffer holds width + nCols sums of 4 bytes.  False for
-// an unknown depth.
+// at a time.  The line buffer holds 2 x (width + nCols) sums of 4 bytes.
+// False for an unknown depth.
 bool blurChannel(int depthIndex, const Channel& ch, const Box& box, void* line);
 
 // The 3-colour-channel kernels: a pixel of three channels at a time, pixel
 // order.  srcStride and dstStride are the pixels' channel counts (3 or 4);
-// the line buffer holds (width + nCols) x 4 sums of 4 bytes.
+// the line buffer holds 2 x (width + nCols) x 4 sums of 4 bytes.
 void blurPixels8u(const Channel& ch, const Box& box, void* line);
 void blurPixels32f(const Channel& ch, const Box& box, void* line);
 
