@@ -241,13 +241,14 @@ bool blurChannel(int depthIndex, const Channel& ch, const Box& box, void* line) 
   switch (depthIndex) {
     case kD1U: bitKernel(ch, box, static_cast<int32_t*>(line)); return true;
     case kD8U: {
-      // Sums of up to 257 samples stay below 2^16: the result is a table lookup.
+      // Sums of up to 257 samples fit 16 bits exactly: 16-bit sums and a
+      // table of the result of every sum.
       Buffer<uint8_t> table;
       const int64_t sums = int64_t{255} * box.nCols * box.nRows + 1;
       if (sums <= 65536 && table.allocate(static_cast<size_t>(sums))) {
         const UnsignedResult<uint8_t> exact(box.scale);
         for (int64_t i = 0; i < sums; ++i) table[i] = exact(static_cast<uint32_t>(i));
-        generalKernel<uint8_t, SumOf<uint8_t>>(ch, box, line, TableResult{table.get()});
+        generalKernel<uint8_t, Sum16>(ch, box, line, TableResult{table.get()});
       } else {
         generalKernel<uint8_t, SumOf<uint8_t>>(ch, box, line, UnsignedResult<uint8_t>(box.scale));
       }
