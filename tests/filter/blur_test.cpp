@@ -36,24 +36,8 @@ struct ReportCatcher {
   ~ReportCatcher() { vrnRedirectError(old); }
 };
 
-long long mapRef(long long i, long long n, int mode) {
-  if (mode == VRN_BORDER_REPLICATE) return i < 0 ? 0 : (i >= n ? n - 1 : i);
-  if (mode == VRN_BORDER_REFLECT) {
-    long long m = ((i % (2 * n)) + 2 * n) % (2 * n);
-    return m < n ? m : 2 * n - 1 - m;
-  }
-  return ((i % n) + n) % n;
-}
-
-// The bordered value at image position (x, y) (border modes 1..3 here).
 double bordered(const VrnImage* im, long long x, long long y, int c) {
-  const int side = y < 0 ? 0 : y >= im->height ? 1 : x < 0 ? 2 : x >= im->width ? 3 : -1;
-  if (side < 0) return vrntest::sampleValue(im, static_cast<int>(x), static_cast<int>(y), c);
-  const int mode = im->borderMode[side] & 3;
-  if (mode == 0) return im->depth == VRN_DEPTH_1U ? (im->borderConst[side] & 1) : im->borderConst[side];
-  if (side <= 1) y = mapRef(y, im->height, mode);
-  x = mapRef(x, im->width, mode);
-  return vrntest::sampleValue(im, static_cast<int>(x), static_cast<int>(y), c);
+  return vrntest::borderedValue(im, im, x, y, c);
 }
 
 struct Box {
