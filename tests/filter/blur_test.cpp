@@ -10,8 +10,8 @@
 
 #include "filter_images.h"
 
-using vrntest::TestImage;
-using vrntest::TileServer;
+using filtertest::TestImage;
+using filtertest::TileServer;
 
 namespace {
 
@@ -37,7 +37,7 @@ struct ReportCatcher {
 };
 
 double bordered(const VrnImage* im, long long x, long long y, int c) {
-  return vrntest::borderedValue(im, im, x, y, c);
+  return filtertest::borderedValue(im, im, x, y, c);
 }
 
 struct Box {
@@ -123,9 +123,9 @@ void checkBlur(int depth, Shape shape, int width, int height, Box b, uint32_t se
     for (int y = 0; y < dst->height; ++y)
       for (int x = 0; x < dst->width; ++x) {
         const bool inside = c < count && x >= dx && x < dx + w && y >= dy && y < dy + h;
-        const double got = vrntest::sampleValue(dst.get(), x, y, c);
+        const double got = filtertest::sampleValue(dst.get(), x, y, c);
         const double expect = inside ? want[static_cast<size_t>(y - dy) * w + (x - dx)]
-                                     : vrntest::sampleValue(before.get(), x, y, c);
+                                     : filtertest::sampleValue(before.get(), x, y, c);
         if (got != expect) {
           FAIL() << "depth " << depth << " box " << b.cols << "x" << b.rows << " anchor " << b.ax << "," << b.ay
                  << " at (" << x << "," << y << ") ch " << c << ": " << got << " != " << expect
@@ -166,12 +166,12 @@ TEST(Blur, FlatImageUnderFiveByFiveLosesOneOnTheGeneralPath) {
     std::memset(gray->imageData, v, static_cast<size_t>(gray->imageSize));
     vrnSetBorderMode(gray.get(), VRN_BORDER_REPLICATE, 15, 0);
     vrnBlur(gray.get(), out.get(), 5, 5, 2, 2);
-    EXPECT_EQ(vrntest::sampleValue(out.get(), 10, 4, 0), v - 1) << v;
+    EXPECT_EQ(filtertest::sampleValue(out.get(), 10, 4, 0), v - 1) << v;
     TestImage rgb(VRN_DEPTH_8U, 3, 0, 32, 8, 1), rgbOut(VRN_DEPTH_8U, 3, 0, 32, 8, 2);
     std::memset(rgb->imageData, v, static_cast<size_t>(rgb->imageSize));
     vrnSetBorderMode(rgb.get(), VRN_BORDER_REPLICATE, 15, 0);
     vrnBlur(rgb.get(), rgbOut.get(), 5, 5, 2, 2);
-    EXPECT_EQ(vrntest::sampleValue(rgbOut.get(), 10, 4, 1), v) << v;  // the pixel kernel keeps v
+    EXPECT_EQ(filtertest::sampleValue(rgbOut.get(), 10, 4, 1), v) << v;  // the pixel kernel keeps v
   }
 }
 
@@ -181,8 +181,8 @@ TEST(Blur, HalfSetBitBoxSetsThePixel) {
   bits->imageData[0] = static_cast<char>(0xC0);  // row 0: pixels 0 and 1 set
   vrnSetBorderMode(bits.get(), VRN_BORDER_CONSTANT, 15, 0);
   vrnBlur(bits.get(), out.get(), 2, 2, 0, 0);
-  EXPECT_EQ(vrntest::sampleValue(out.get(), 0, 0, 0), 1);  // 2 of 4 set
-  EXPECT_EQ(vrntest::sampleValue(out.get(), 1, 0, 0), 0);  // 1 of 4 set
+  EXPECT_EQ(filtertest::sampleValue(out.get(), 0, 0, 0), 1);  // 2 of 4 set
+  EXPECT_EQ(filtertest::sampleValue(out.get(), 1, 0, 0), 0);  // 1 of 4 set
 }
 
 TEST(Blur, MasksWriteOnlySetPixels) {
@@ -204,11 +204,11 @@ TEST(Blur, MasksWriteOnlySetPixels) {
         TestImage old(depth, channels, 0, 37, 9, 4);
         for (int y = 0; y < 9; ++y)
           for (int x = 0; x < 37; ++x) {
-            const bool set = vrntest::sampleValue(maskA.get(), x + 3, y + 1, 0) != 0 &&
-                             (!both || vrntest::sampleValue(maskB.get(), x, y, 0) != 0);
+            const bool set = filtertest::sampleValue(maskA.get(), x + 3, y + 1, 0) != 0 &&
+                             (!both || filtertest::sampleValue(maskB.get(), x, y, 0) != 0);
             for (int c = 0; c < channels; ++c)
-              ASSERT_EQ(vrntest::sampleValue(masked.get(), x, y, c),
-                        vrntest::sampleValue(set ? plain.get() : old.get(), x, y, c))
+              ASSERT_EQ(filtertest::sampleValue(masked.get(), x, y, c),
+                        filtertest::sampleValue(set ? plain.get() : old.get(), x, y, c))
                   << depth << " " << x << "," << y << " both " << both;
           }
       }
@@ -250,8 +250,8 @@ TEST(Blur, TiledSourceAndDestinationPieceByPiece) {
         for (int c = 0; c < ch; ++c)
           for (int y = 0; y < 30; ++y)
             for (int x = 0; x < 45; ++x) {
-              const double want = vrntest::sampleValue(flatOut.get(), x, y, c);
-              const double got = vrntest::sampleValue(out.get(), x, y, c);
+              const double want = filtertest::sampleValue(flatOut.get(), x, y, c);
+              const double got = filtertest::sampleValue(out.get(), x, y, c);
               // Float sums restart at each piece's left edge, so they drift differently.
               if (depth == VRN_DEPTH_32F || depth == VRN_DEPTH_32S)
                 ASSERT_NEAR(got, want, depth == VRN_DEPTH_32S ? 4096 : 1e-3) << which;  // 2^31 samples in float sums

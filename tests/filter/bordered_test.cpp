@@ -9,8 +9,8 @@
 #include "filter/bordered.h"
 #include "filter_images.h"
 
-using vrntest::TestImage;
-using vrntest::TileServer;
+using filtertest::TestImage;
+using filtertest::TileServer;
 
 namespace {
 
@@ -18,7 +18,7 @@ const int kDepths[] = {VRN_DEPTH_1U, VRN_DEPTH_8U, VRN_DEPTH_8S, VRN_DEPTH_16U,
                        VRN_DEPTH_16S, VRN_DEPTH_32S, VRN_DEPTH_32F};
 
 double expected(const VrnImage* im, const VrnImage* pixels, long long x, long long y, int c) {
-  return vrntest::borderedValue(im, pixels, x, y, c);
+  return filtertest::borderedValue(im, pixels, x, y, c);
 }
 
 // A sample of the region buffer, laid out like the image.
@@ -29,7 +29,7 @@ double regionValue(const VrnImage* im, const char* buf, int step, int w, int h, 
   view.width = w;
   view.height = h;
   view.tileInfo = nullptr;
-  return vrntest::sampleValue(&view, x, y, c);
+  return filtertest::sampleValue(&view, x, y, c);
 }
 
 void randomBorders(VrnImage* im, std::mt19937& rng) {
@@ -194,7 +194,7 @@ TEST(BorderedRow, SameValuesAsTheRegionReader) {
           row.imageData = buf.data();
           row.widthStep = static_cast<int>(buf.size());
           for (int i = 0; i < count; ++i)
-            ASSERT_EQ(vrntest::sampleValue(&row, i, 0, 0), expected(flat.get(), flat.get(), x + i, y, c))
+            ASSERT_EQ(filtertest::sampleValue(&row, i, 0, 0), expected(flat.get(), flat.get(), x + i, y, c))
                 << "depth " << depth << " x " << x << " y " << y << " i " << i;
         }
       }
