@@ -54,6 +54,7 @@ struct FrameOperation {
 inline const std::vector<FrameOperation>& frameOperations() {
   static const std::vector<FrameOperation> operations = {
       {"vrnAdd", 2, kIntAndFloatDepths, [](auto a, auto b, auto d) { vrnAdd(a, b, d); }},
+      {"vrnBlur", 1, kDepth1U | kDepth8U | kDepth8S | kDepth16U | kDepth16S, [](auto s, auto d) { vrnBlur(s, d, 5, 3, 2, 1); }, kNoInPlace},
   };
   return operations;
 }
