@@ -106,7 +106,7 @@ bool storeInTiles(const Job& job, const char* block, ptrdiff_t blockStep, int px
       info->callBack(dst, col, row, VRN_TILE_WRITE);
       char* data = info->tileData;
       if (!data) {
-        VRN_REPORT(VRN_StsBadArg, kFunc, "dstImage->tileInfo->callBack: can't open tile to write");
+        VRN_REPORT_FROM(kFunc, VRN_StsBadArg, kFunc, "dstImage->tileInfo->callBack: can't open tile to write");
         return false;
       }
       const int cx0 = std::max(x0, col * tw), cx1 = std::min(x0 + w, (col + 1) * tw);
@@ -142,7 +142,7 @@ bool runPiece(const Job& job, int px, int py, int w, int h) {
                                       job.srcRect.y + py - job.anchorY, w + job.nCols, h + job.nRows,
                                       &regionStep);
   if (!region) {
-    VRN_REPORT(VRN_StsNoMem, kFunc, "Allocation failure");
+    VRN_REPORT_FROM(kFunc, VRN_StsNoMem, kFunc, "Allocation failure");
     return false;
   }
   struct Free {
@@ -159,7 +159,7 @@ bool runPiece(const Job& job, int px, int py, int w, int h) {
   if (tiledDst) {
     const RowLayout lay = rowLayout(dst->depth, dst->nChannels, dst->dataOrder, 4, w, h);
     if (!lay.fits() || !block.allocate(static_cast<size_t>(lay.imageSize))) {
-      VRN_REPORT(VRN_StsNoMem, kFunc, "Allocation failure");
+      VRN_REPORT_FROM(kFunc, VRN_StsNoMem, kFunc, "Allocation failure");
       return false;
     }
     std::memset(block.get(), 0, static_cast<size_t>(lay.imageSize));
@@ -220,24 +220,24 @@ extern "C" VRN_API void vrnBlur(VrnImage* srcImage, VrnImage* dstImage, int nCol
   for (const VrnImage* image : {srcImage, dstImage}) {
     const int status = vrnCheckImageHeader(image);
     if (status != VRN_StsOk) {
-      VRN_REPORT(status, kFunc, "Incorrect Image");
+      VRN_REPORT_FROM(kFunc, status, kFunc, "Incorrect Image");
       return;
     }
   }
   if (srcImage->depth != dstImage->depth) {
-    VRN_REPORT(VRN_StsBadArg, kFunc, "(srcImage->depth!=dstImage->depth)");
+    VRN_REPORT_FROM(kFunc, VRN_StsBadArg, kFunc, "(srcImage->depth!=dstImage->depth)");
     return;
   }
   if (nRows < 0 || nCols < 0) {
-    VRN_REPORT(VRN_StsBadArg, kFunc, "(nRows<0||nCols<0)");
+    VRN_REPORT_FROM(kFunc, VRN_StsBadArg, kFunc, "(nRows<0||nCols<0)");
     return;
   }
   if (anchorX < 0 || anchorY < 0) {
-    VRN_REPORT(VRN_StsBadArg, kFunc, "(anchorX<0||anchorY<0)");
+    VRN_REPORT_FROM(kFunc, VRN_StsBadArg, kFunc, "(anchorX<0||anchorY<0)");
     return;
   }
   if (anchorX >= nCols || anchorY >= nRows) {
-    VRN_REPORT(VRN_StsBadArg, kFunc, "(anchorX>=nCols||anchorY>=nRows)");
+    VRN_REPORT_FROM(kFunc, VRN_StsBadArg, kFunc, "(anchorX>=nCols||anchorY>=nRows)");
     return;
   }
   if (nRows == 1 && nCols == 1) {
@@ -259,11 +259,11 @@ extern "C" VRN_API void vrnBlur(VrnImage* srcImage, VrnImage* dstImage, int nCol
   job.srcCh = channelRange(srcImage);
   job.dstCh = channelRange(dstImage);
   if (!job.srcCh.valid || !job.dstCh.valid) {
-    VRN_REPORT(VRN_StsBadAlpha, kFunc, "bad alpha channel's number");
+    VRN_REPORT_FROM(kFunc, VRN_StsBadAlpha, kFunc, "bad alpha channel's number");
     return;
   }
   if (job.srcCh.count != job.dstCh.count) {
-    VRN_REPORT(VRN_StsBadChannels, kFunc, "bad channel's number");
+    VRN_REPORT_FROM(kFunc, VRN_StsBadChannels, kFunc, "bad channel's number");
     return;
   }
   job.width = std::max(0, std::min(job.srcRect.width, job.dstRect.width));
@@ -273,7 +273,7 @@ extern "C" VRN_API void vrnBlur(VrnImage* srcImage, VrnImage* dstImage, int nCol
   Buffer<unsigned char> mask;
   if (srcImage->maskROI || dstImage->maskROI) {
     if (!buildMask(srcImage->maskROI, dstImage->maskROI, job.width, job.height, &mask, &job.maskStep)) {
-      VRN_REPORT(VRN_StsNoMem, kFunc, "Allocation failure");
+      VRN_REPORT_FROM(kFunc, VRN_StsNoMem, kFunc, "Allocation failure");
       return;
     }
     job.mask = mask.get();
@@ -294,7 +294,7 @@ extern "C" VRN_API void vrnBlur(VrnImage* srcImage, VrnImage* dstImage, int nCol
   Buffer<char> line;
   const int64_t sums = (static_cast<int64_t>(job.width) + nCols) * (job.pixelKernel ? 8 : 2);
   if (sums * 4 > 0x7FFFFF00 || !line.allocate(static_cast<size_t>(sums * 4))) {
-    VRN_REPORT(VRN_StsNoMem, kFunc, "Allocation failure");
+    VRN_REPORT_FROM(kFunc, VRN_StsNoMem, kFunc, "Allocation failure");
     return;
   }
   job.line = line.get();

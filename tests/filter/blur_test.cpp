@@ -17,14 +17,14 @@ namespace {
 
 struct Report {
   int status;
-  std::string func, context;
+  std::string func, context, file;
 };
 std::vector<Report>& reports() {
   static std::vector<Report> r;
   return r;
 }
-int catchReport(int status, const char* func, const char* context, const char*, int) {
-  reports().push_back({status, func ? func : "", context ? context : ""});
+int catchReport(int status, const char* func, const char* context, const char* file, int) {
+  reports().push_back({status, func ? func : "", context ? context : "", file ? file : ""});
   return 0;
 }
 struct ReportCatcher {
@@ -289,6 +289,7 @@ TEST(Blur, ChecksAndTheirTexts) {
     ASSERT_EQ(reports().size(), 1u) << k.context;
     EXPECT_EQ(reports()[0].status, k.status);
     EXPECT_EQ(reports()[0].func, "vrnBlur");
+    EXPECT_EQ(reports()[0].file, "vrnBlur");  // the blur names its reports' source itself
     EXPECT_EQ(reports()[0].context, k.context);
     EXPECT_TRUE(std::equal(keep.begin(), keep.end(), b->imageData));
   }
