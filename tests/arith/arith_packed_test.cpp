@@ -109,6 +109,8 @@ TEST(ArithPacked, Subtract) {
 TEST(ArithPacked, Multiply) {
   checkBinary<uint8_t, MultiplyDef, PackedMultiply>();
   checkBinary<int8_t, MultiplyDef, PackedMultiply>();
+  checkBinary<uint16_t, MultiplyDef, PackedMultiply>();
+  checkBinary<int16_t, MultiplyDef, PackedMultiply>();
   checkBinary<float, MultiplyDef, PackedMultiply>();
 }
 
