@@ -3,7 +3,7 @@
 // own kernels; there is no null test of its own, so a null A fails in the
 // header check.
 #include "arith/arith_rules.h"
-#include "arith/bit_kernels.h"
+#include "core/bit_kernels.h"
 #include "core/report.h"
 #include "core/rules.h"
 
@@ -11,9 +11,11 @@ using namespace vrn;
 
 namespace {
 
+// A AND NOT B on bytes of bits, through the shared 1-bit rows.
 struct AndNotBits {
   static constexpr int kSources = 2;
-  static unsigned apply(unsigned a, unsigned b) { return a & ~b & 1u; }
+  explicit AndNotBits(const void*) {}
+  uint8_t operator()(uint8_t a, uint8_t b) const { return static_cast<uint8_t>(a & ~b); }
 };
 
 }  // namespace
