@@ -263,6 +263,30 @@ VRN_API void vrnBlur(VrnImage* srcImage, VrnImage* dstImage, int nCols, int nRow
 
 /* dst = A + B per sample, saturated by depth (32F plain sum); 1U goes to vrnOr. */
 VRN_API void vrnAdd(VrnImage* srcImageA, VrnImage* srcImageB, VrnImage* dstImage);
+/* dst = A - B per sample, saturated by depth; 1U is A AND NOT B. */
+VRN_API void vrnSubtract(VrnImage* srcImageA, VrnImage* srcImageB, VrnImage* dstImage);
+/* dst = A * B per sample, saturated by depth; 1U goes to vrnAnd. */
+VRN_API void vrnMultiply(VrnImage* srcImageA, VrnImage* srcImageB, VrnImage* dstImage);
+/* dst = src + value, saturated (1U to 32S; 32F has vrnAddSFP). */
+VRN_API void vrnAddS(VrnImage* srcImage, VrnImage* dstImage, int value);
+/* dst = src - value (flip 0) or value - src (flip not 0), saturated (1U to 32S). */
+VRN_API void vrnSubtractS(VrnImage* srcImage, VrnImage* dstImage, int value, int flip);
+/* dst = src * value, saturated (1U to 32S). */
+VRN_API void vrnMultiplyS(VrnImage* srcImage, VrnImage* dstImage, int value);
+/* dst = src + value on 32F images. */
+VRN_API void vrnAddSFP(VrnImage* srcImage, VrnImage* dstImage, float value);
+/* dst = src - value (flip 0) or value - src (flip not 0) on 32F images. */
+VRN_API void vrnSubtractSFP(VrnImage* srcImage, VrnImage* dstImage, float value, int flip);
+/* dst = src * value on 32F images. */
+VRN_API void vrnMultiplySFP(VrnImage* srcImage, VrnImage* dstImage, float value);
+/* dst = src << nShift, truncated to the depth (1U to 32S). */
+VRN_API void vrnLShiftS(VrnImage* srcImage, VrnImage* dstImage, unsigned int nShift);
+/* dst = src >> nShift: logical for unsigned depths, arithmetic for signed (1U to 32S). */
+VRN_API void vrnRShiftS(VrnImage* srcImage, VrnImage* dstImage, unsigned int nShift);
+/* dst = src * src, saturated (all depths). */
+VRN_API void vrnSquare(VrnImage* srcImage, VrnImage* dstImage);
+/* dst = |src|: 8S/16S minimum gives maximum, 32S minimum stays; unsigned depths copy. */
+VRN_API void vrnAbs(VrnImage* srcImage, VrnImage* dstImage);
 
 /* ------------------------------------------------------------------------ */
 /* Logic                                                                     */
