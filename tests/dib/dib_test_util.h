@@ -106,7 +106,10 @@ inline VrnImage* makeImage(int nChannels, int depth, int width, int height, cons
   VrnImage* im = vrnCreateImageHeader(nChannels, alpha, depth, model, s, order, origin, align,
                                       width, height, nullptr, nullptr, nullptr, nullptr);
   if (!im) return nullptr;
-  vrnAllocateImage(im, 1, 0);
+  if (depth == VRN_DEPTH_32F)
+    vrnAllocateImageFP(im, 1, 0.0f);
+  else
+    vrnAllocateImage(im, 1, 0);
   std::mt19937 rng(seed);
   for (int i = 0; i < im->imageSize; ++i) im->imageData[i] = static_cast<char>(rng());
   return im;
