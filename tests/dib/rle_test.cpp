@@ -247,7 +247,7 @@ INSTANTIATE_TEST_SUITE_P(
         RleFault{4, {0, 5, 0x12, 0x34}, "Incorrect format of BI_RLEx DIB (unexpected end of data)"},
         // An absolute command whose pad byte is the last byte of the bound.
         RleFault{8, {0, 3, 1, 2, 3, 0}, "Incorrect format of BI_RLEx DIB (unexpected end of data)"},
-        RleFault{8, {}, "Incorrect format of BI_RLEx DIB (unexpected end of data)"}));
+        RleFault{8, {0}, "Incorrect format of BI_RLEx DIB (unexpected end of data)"}));
 
 TEST(RleExpand, OvershootOnTheLastRowStaysInTheBuffer) {
   ReportCatcher catcher;
