@@ -6,6 +6,8 @@
 
 #include <cstdint>
 #include <cstring>
+#include <array>
+#include <algorithm>
 #include <random>
 #include <string>
 #include <vector>
