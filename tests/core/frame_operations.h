@@ -54,6 +54,10 @@ struct FrameOperation {
 inline const std::vector<FrameOperation>& frameOperations() {
   static const std::vector<FrameOperation> operations = {
       {"vrnAdd", 2, kIntAndFloatDepths, [](auto a, auto b, auto d) { vrnAdd(a, b, d); }},
+      {"vrnReduceBitsFS", 1, kDepth8U | kDepth16U | kDepth32S,
+       [](auto a, auto d) { vrnReduceBits(a, d, 0, VRN_DITHER_FS, 7); }, kNoInPlace | kNoMasks},
+      {"vrnReduceBitsBayer", 1, kDepth8U | kDepth16U,
+       [](auto a, auto d) { vrnReduceBits(a, d, 0, VRN_DITHER_BAYER, 5); }, kNoInPlace | kNoMasks},
   };
   return operations;
 }
