@@ -59,12 +59,14 @@ extern "C" VRN_API VrnImage* vrnTranslateDIB(BITMAPINFOHEADER* dib, int* cloneDa
   bool gray = false;
   int64_t entries = 0;  // colour table entries ahead of shared pixels
   if (bc <= 8) {
-    entries = bc == 1 ? 2 : dibColorCount(dib);
+    // A 1-bit table is tested as its two entries; pixels still start behind
+    // all the entries the header declares.
+    entries = dibColorCount(dib);
     if (entries == 1) {
       VRN_REPORT(VRN_StsBadArg, kFunc, "Colour table of one entry");
       return nullptr;
     }
-    gray = isGrayRamp(dibColorTable(dib), entries);
+    gray = isGrayRamp(dibColorTable(dib), bc == 1 ? 2 : entries);
   } else if (bc == 24 || bc == 32) {
     entries = dib->biClrUsed;
   }

@@ -121,6 +121,23 @@ TEST(TranslateDib, OneEntryTableIsReported) {
   EXPECT_REPORT(catcher, VRN_StsBadArg, "vrnTranslateDIB", "Colour table of one entry");
 }
 
+// Found by fuzzing: a 1-bit DIB that declares one entry was tested as two,
+// reading past its table; one with four entries shares the rows behind all four.
+TEST(TranslateDib, OneBitTableSizeFollowsTheHeader) {
+  ReportCatcher catcher;
+  PackedDib one = makeDib(header(8, 1, 1, BI_RGB, 1), 1, 4);
+  int clone = -1;
+  EXPECT_EQ(vrnTranslateDIB(one.h(), &clone), nullptr);
+  EXPECT_REPORT(catcher, VRN_StsBadArg, "vrnTranslateDIB", "Colour table of one entry");
+  PackedDib four = makeDib(header(8, 1, 1, BI_RGB, 4), 4, 4);
+  std::memset(four.table() + 4, 255, 3);
+  VrnImage* im = vrnTranslateDIB(four.h(), &clone);
+  ASSERT_NE(im, nullptr);
+  EXPECT_EQ(clone, 0);
+  EXPECT_EQ(im->imageData, reinterpret_cast<char*>(four.pixels()));
+  vrnDeallocate(im, VRN_FREE_HEADER);
+}
+
 TEST(TranslateDib, ChecksInOrder) {
   ReportCatcher catcher;
   int clone = 0;
