@@ -197,17 +197,27 @@ void copy32To4(const uint8_t* src, int64_t n, uint8_t* dst, const ReadContext&) 
 void lookup8To1(const uint8_t* src, int64_t n, uint8_t* dst, const ReadContext& c) {
   for (int64_t x = 0; x < n; ++x) dst[x] = c.palette[src[x]][2];
 }
+void copy8To1(const uint8_t* src, int64_t n, uint8_t* dst, const ReadContext&) {
+  std::memcpy(dst, src, static_cast<size_t>(n));
+}
 void lookup8To3(const uint8_t* src, int64_t n, uint8_t* dst, const ReadContext& c) {
   for (int64_t x = 0; x < n; ++x) std::memcpy(dst + 3 * x, c.palette[src[x]], 3);
 }
 
-FusedRow chooseFused(const BITMAPINFOHEADER* h, SeqTransform t, const VrnImage* image) {
+// Whether byte 2 of every (transformed) entry is its own number.
+bool grayIdentity(const ReadContext& c) {
+  for (int i = 0; i < 256; ++i)
+    if (c.palette[i][2] != i) return false;
+  return true;
+}
+
+FusedRow chooseFused(const BITMAPINFOHEADER* h, SeqTransform t, const VrnImage* image, const ReadContext& c) {
   if (image->depth != VRN_DEPTH_8U || image->dataOrder != VRN_DATA_ORDER_PIXEL) return nullptr;
   const int bc = h->biBitCount, ch = image->nChannels;
   if (bc == 24 && ch == 3 && t == SeqTransform::kNone) return copy24To3;
   if (bc == 24 && ch == 3 && t == SeqTransform::kSwap) return swap24To3;
   if (bc == 32 && ch == 4 && t == SeqTransform::kNone && h->biCompression == BI_RGB) return copy32To4;
-  if (bc == 8 && ch == 1) return lookup8To1;
+  if (bc == 8 && ch == 1) return grayIdentity(c) ? copy8To1 : lookup8To1;
   if (bc == 8 && ch == 3) return lookup8To3;
   return nullptr;
 }
@@ -318,7 +328,7 @@ int readDib(const char* func, const DibCheckTexts& texts, const BITMAPINFOHEADER
   const bool palette = h->biBitCount <= 8;
   loadPalette(h, transform, &context);
   const SeqTransform perPixel = palette ? SeqTransform::kNone : transform;
-  const FusedRow fused = chooseFused(h, transform, image);
+  const FusedRow fused = chooseFused(h, transform, image, context);
   Buffer<uint8_t> quads;
   if (!fused && !quads.allocate(static_cast<size_t>(width) * 4)) {
     VRN_REPORT(VRN_StsNoMem, func, "Not enough memory to allocate data for destination image");

@@ -48,11 +48,32 @@ class RleRows {
   // n bytes of value v from byte offset at.
   void fill(int64_t at, int n, uint8_t v) {
     if (at >= size_) return;
-    std::memset(data_ + at, v, static_cast<size_t>(n < size_ - at ? n : size_ - at));
+    const int64_t m = n < size_ - at ? n : size_ - at;
+    uint8_t* p = data_ + at;
+    if (m >= 8) {
+      // Runs are short: eight bytes a store, the last store overlapping.
+      const uint64_t pattern = v * 0x0101010101010101ull;
+      for (int64_t i = 0; i + 8 <= m; i += 8) std::memcpy(p + i, &pattern, 8);
+      std::memcpy(p + m - 8, &pattern, 8);
+    } else {
+      for (int64_t i = 0; i < m; ++i) p[i] = v;
+    }
   }
   void copy(int64_t at, const uint8_t* src, int n) {
     if (at >= size_) return;
-    std::memcpy(data_ + at, src, static_cast<size_t>(n < size_ - at ? n : size_ - at));
+    const int64_t m = n < size_ - at ? n : size_ - at;
+    uint8_t* p = data_ + at;
+    if (m >= 8) {
+      uint64_t w;
+      for (int64_t i = 0; i + 8 <= m; i += 8) {
+        std::memcpy(&w, src + i, 8);
+        std::memcpy(p + i, &w, 8);
+      }
+      std::memcpy(&w, src + m - 8, 8);
+      std::memcpy(p + m - 8, &w, 8);
+    } else {
+      for (int64_t i = 0; i < m; ++i) p[i] = src[i];
+    }
   }
   // Nibble at nibble offset at: even offsets are high halves.
   void putNibble(int64_t at, unsigned v) {
