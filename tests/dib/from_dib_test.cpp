@@ -372,7 +372,9 @@ TEST_P(FromDibChecks, ReportAndLeaveTheImageAlone) {
     ASSERT_EQ(catcher.all().size(), 1u) << c.name;
     const char* text = sep && c.sepText ? c.sepText : c.text;
     EXPECT_REPORT(catcher, c.status, sep ? "vrnConvertFromDIBSep" : "vrnConvertFromDIB", text);
-    if (sep) EXPECT_EQ(result, c.returned) << c.name;
+    if (sep) {
+      EXPECT_EQ(result, c.returned) << c.name;
+    }
     EXPECT_EQ(std::vector<char>(saved.imageData, saved.imageData + saved.imageSize), before) << c.name;
     *im = saved;
     freeImage(im);
