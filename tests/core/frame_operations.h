@@ -75,6 +75,10 @@ inline const std::vector<FrameOperation>& frameOperations() {
       {"vrnRShiftS", 1, kIntDepths, [](auto s, auto d) { vrnRShiftS(s, d, 2); }},
       {"vrnSquare", 1, kAllDepths, [](auto s, auto d) { vrnSquare(s, d); }},
       {"vrnAbs", 1, kDepth8S | kDepth16S | kDepth32S | kDepth32F, [](auto s, auto d) { vrnAbs(s, d); }},
+      {"vrnReduceBitsFS", 1, kDepth8U | kDepth16U | kDepth32S,
+       [](auto a, auto d) { vrnReduceBits(a, d, 0, VRN_DITHER_FS, 7); }, kNoInPlace | kNoMasks},
+      {"vrnReduceBitsBayer", 1, kDepth8U | kDepth16U,
+       [](auto a, auto d) { vrnReduceBits(a, d, 0, VRN_DITHER_BAYER, 5); }, kNoInPlace | kNoMasks},
   };
   return operations;
 }
