@@ -274,9 +274,51 @@ VRN_API void vrnOr(VrnImage* srcImageA, VrnImage* srcImageB, VrnImage* dstImage)
 /* Bit reduction                                                             */
 /* ------------------------------------------------------------------------ */
 
+/* Dither types of vrnReduceBits and of the DIB writers. */
+#define VRN_DITHER_NONE 1     /* truncation */
+#define VRN_DITHER_FS 2       /* Floyd-Steinberg error diffusion */
+#define VRN_DITHER_JJH 4      /* Jarvis-Judice-Ninke error diffusion */
+#define VRN_DITHER_STUCKEY 8  /* Stucki error diffusion */
+#define VRN_DITHER_BAYER 16   /* ordered dither, 4 by 4 matrix */
+
+/* Lowers srcImage (8U, 16U, 32S) to the levels and depth of dstImage by
+ * truncation or by a dither; noise 0..100 adds a seeded threshold noise. */
+VRN_API void vrnReduceBits(VrnImage* srcImage, VrnImage* dstImage, int noise, int ditherType,
+                           int levels);
+
 /* ------------------------------------------------------------------------ */
 /* Bitmap (DIB) interchange                                                  */
 /* ------------------------------------------------------------------------ */
+
+/* The 40-byte bitmap info header that starts a DIB, little-endian. */
+typedef struct VrnBitmapInfoHeader {
+  uint32_t biSize;         /* 40 */
+  int32_t biWidth;         /* pixels in a row */
+  int32_t biHeight;        /* rows; positive = bottom-up, negative = top-down */
+  uint16_t biPlanes;       /* 1 */
+  uint16_t biBitCount;     /* 1, 4, 8, 16, 24 or 32 */
+  uint32_t biCompression;  /* 0 none, 1 RLE8, 2 RLE4, 3 bit fields */
+  uint32_t biSizeImage;    /* bytes of compressed pixels (RLE) */
+  int32_t biXPelsPerMeter; /* not used */
+  int32_t biYPelsPerMeter; /* not used */
+  uint32_t biClrUsed;      /* colour table entries, 0 = the default */
+  uint32_t biClrImportant; /* not used */
+} VrnBitmapInfoHeader;
+
+/* A new image for a packed DIB: its pixels shared (*cloneData = 0) or copied
+ * into a new buffer (*cloneData = 1); null after a report. */
+VRN_API VrnImage* vrnTranslateDIB(VrnBitmapInfoHeader* dib, int* cloneData);
+/* Fills image from a packed DIB (header, colour table, pixels). */
+VRN_API void vrnConvertFromDIB(VrnBitmapInfoHeader* dib, VrnImage* image);
+/* Fills image from a DIB header and its pixels held apart; 0 or a status. */
+VRN_API int vrnConvertFromDIBSep(VrnBitmapInfoHeader* dibHeader, char* dibData, VrnImage* image);
+/* Writes image into the packed DIB whose header the caller filled in, with a
+ * dither (VRN_DITHER_*) and a palette: 0 keep, 1 fixed, 2 median cut. */
+VRN_API void vrnConvertToDIB(VrnImage* image, VrnBitmapInfoHeader* dib, int dither,
+                             int paletteConversion);
+/* As vrnConvertToDIB with the pixels in dibData; 0 or a status. */
+VRN_API int vrnConvertToDIBSep(VrnImage* image, VrnBitmapInfoHeader* dibHeader, char* dibData,
+                               int dither, int paletteConversion);
 
 /* ------------------------------------------------------------------------ */
 /* Filters                                                                   */
