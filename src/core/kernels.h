@@ -18,12 +18,16 @@
 //   4. pixel order, all channels, alpha somewhere: count samples per pixel,
 //      then skip to the next pixel (the alpha channel is never touched)
 //   5. pixel order, all channels, no alpha: one contiguous row per row
+// In cases 2 and 5, rows that lie back to back in every image (no padding
+// between them, as in a tile cell that spans whole tile rows) are one run.
 // Masked kernels write only pixels whose mask bit is set; the mask is read
 // from its own clipped ROI, rows relative to the rectangle.
 #pragma once
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <utility>
 
 #include "core/frame.h"
 
@@ -66,6 +70,17 @@ inline void rowAt(const Rule& rule, char* const* p, size_t n) {
              reinterpret_cast<T*>(p[2]), n);
   else
     rule.row(reinterpret_cast<const T*>(p[0]), reinterpret_cast<T*>(p[1]), n);
+}
+
+// Rows of `samples` samples each: when every image's rows lie back to back
+// (the row step is exactly the row's bytes) they are one run, which only
+// ever touches the rectangle's own samples.  Returns (rows, samples per row).
+template <class T, int M>
+std::pair<int, size_t> rowRun(const KernelImages<M>& im, int samples, int rows) {
+  const int64_t bytes = static_cast<int64_t>(samples) * sizeof(T);
+  for (int i = 0; i < M; ++i)
+    if (im.image[i]->widthStep != bytes) return {rows, static_cast<size_t>(samples)};
+  return {rows > 0 ? 1 : 0, static_cast<size_t>(samples) * rows};
 }
 
 // Start addresses and the rectangle of the images (and the mask, if any).
@@ -115,13 +130,14 @@ void plainKernel(const KernelArgs& k) {
   for (int i = 0; i < M; ++i) p[i] = rect.start[i];
 
   if (k.dst->dataOrder == VRN_DATA_ORDER_PLANE) {
+    const auto [rows, length] = detail::rowRun<T, M>(im, rect.width, rect.height);
     for (int c = 0; c < k.count; ++c) {
-      for (int y = 0; y < rect.height; ++y) {
-        detail::rowAt<Rule, T, M>(rule, p, static_cast<size_t>(rect.width));
+      for (int y = 0; y < rows; ++y) {
+        detail::rowAt<Rule, T, M>(rule, p, length);
         for (int i = 0; i < M; ++i) p[i] += im.image[i]->widthStep;
       }
       for (int i = 0; i < M; ++i)
-        p[i] += static_cast<ptrdiff_t>(im.image[i]->height - rect.height) * im.image[i]->widthStep;
+        p[i] += static_cast<ptrdiff_t>(im.image[i]->height - rows) * im.image[i]->widthStep;
     }
     return;
   }
@@ -144,8 +160,9 @@ void plainKernel(const KernelArgs& k) {
     }
     return;
   }
-  for (int y = 0; y < rect.height; ++y) {
-    detail::rowAt<Rule, T, M>(rule, p, static_cast<size_t>(rect.width) * k.count);
+  const auto [rows, length] = detail::rowRun<T, M>(im, rect.width * k.count, rect.height);
+  for (int y = 0; y < rows; ++y) {
+    detail::rowAt<Rule, T, M>(rule, p, length);
     for (int i = 0; i < M; ++i) p[i] += im.image[i]->widthStep;
   }
 }
