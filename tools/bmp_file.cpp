@@ -254,6 +254,10 @@ bool readBmpFile(const std::string& path, PackedDib& out, std::string& why) {
     why = "corrupt header: pixel data offset " + num(f.pixelOffset) + " lies outside the file";
     return false;
   }
+  if (f.pixelOffset < tableAt + 4ull * f.paletteEntries) {
+    why = "corrupt header: pixel data offset " + num(f.pixelOffset) + " lies inside the colour table";
+    return false;
+  }
   const uint64_t available = size - f.pixelOffset;
   const bool rle = f.compression == 1 || f.compression == 2;
   if (rle) {

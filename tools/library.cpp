@@ -80,7 +80,7 @@ std::unique_ptr<Image> loadImage(const std::string& path) {
   }
   int cloned = 1;
   beginLibraryCall();
-  image->record = vrnTranslateDIB(reinterpret_cast<VrnBitmapInfoHeader*>(image->dib.bytes.data()), &cloned);
+  image->record = vrnTranslateDIB(reinterpret_cast<BITMAPINFOHEADER*>(image->dib.bytes.data()), &cloned);
   if (!endLibraryCall(path) || !image->record) {
     if (!image->record && vrnGetErrStatus() == VRN_StsOk) fail(path, "the library could not read it");
     return nullptr;
@@ -141,7 +141,7 @@ bool encodeImage(const std::string& path, VrnImage* image, const WriteOptions& o
   if (room && palette == 0) std::memcpy(h + 40, keep, 4ull * keepEntries);
 
   beginLibraryCall();
-  vrnConvertToDIB(image, reinterpret_cast<VrnBitmapInfoHeader*>(h), options.dither, palette);
+  vrnConvertToDIB(image, reinterpret_cast<BITMAPINFOHEADER*>(h), options.dither, palette);
   if (!endLibraryCall(path)) return false;
   dib.resize(packedDibBytes(h));
   return true;
