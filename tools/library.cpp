@@ -74,8 +74,8 @@ std::unique_ptr<Image> loadImage(const std::string& path) {
     fail(path, why);
     return nullptr;
   }
-  if (!libraryHasDib()) {
-    fail(path, "this build of the library has no DIB functions");
+  if (!vrnTranslateDIB) {
+    fail(path, "this build of the library has no DIB functions (vrnTranslateDIB)");
     return nullptr;
   }
   int cloned = 1;
@@ -103,7 +103,7 @@ int defaultBits(const VrnImage* image) {
 
 bool encodeImage(const std::string& path, VrnImage* image, const WriteOptions& options,
                  const PackedDib* paletteSource, std::vector<uint8_t>& dib) {
-  if (!libraryHasDib()) return fail(path, "this build of the library has no DIB functions"), false;
+  if (!vrnConvertToDIB) return fail(path, "this build of the library has no DIB functions (vrnConvertToDIB)"), false;
   const int bits = options.bits ? options.bits : defaultBits(image);
   if (options.rle && bits != 8 && bits != 4)
     return fail(path, "--rle needs --bits 8 or --bits 4, not " + std::to_string(bits)), false;
