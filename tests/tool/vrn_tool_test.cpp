@@ -257,6 +257,32 @@ TEST_F(VrnTool, EveryCommandExplainsItself) {
   EXPECT_EQ(run("").code, 2);
 }
 
+struct InfoCase {
+  const char* name;
+  std::vector<uint8_t> (*make)();
+  std::vector<const char*> lines;
+};
+
+TEST_F(VrnTool, InfoTellsFileAndLibraryView) {
+  const InfoCase cases[] = {
+      {"gray8", [] { return makeBmp(10, 3, 8); },
+       {"size:         10 x 3, rows stored bottom-up", "bit count:    8", "palette:      256 entries",
+        "depth 8u, 1 channel,", "pixel order, origin bottom-left, align 4, pixels shared"}},
+      {"rgb24_top_down", [] { auto b = makeBmp(5, 4, 24); put32(b, 22, static_cast<uint32_t>(-4)); return b; },
+       {"5 x 4, rows stored top-down", "depth 8u, 3 channels,", "origin top-left"}},
+      {"rle8", [] { return makeBmp(4, 2, 8, {4, 9, 0, 0, 2, 1, 2, 200, 0, 1}); },
+       {"compression:  RLE8", "depth 8u, 1 channel,", "plane order, origin bottom-left, align 32, pixels copied"}},
+  };
+  for (const InfoCase& c : cases) {
+    SCOPED_TRACE(c.name);
+    write("in.bmp", c.make());
+    const ToolRun r = run("info " + path("in.bmp"));
+    if (r.err.find("has no DIB functions") != std::string::npos) GTEST_SKIP() << "no DIB reader";
+    EXPECT_EQ(r.code, 0) << r.err;
+    for (const char* line : c.lines) EXPECT_NE(r.out.find(line), std::string::npos) << line << "\n" << r.out;
+  }
+}
+
 // Round trips through the library's DIB functions.
 TEST_F(VrnTool, GoodFilesRoundTrip) {
   if (noDib()) GTEST_SKIP() << "this build of the library has no DIB functions";
