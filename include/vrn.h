@@ -263,12 +263,37 @@ VRN_API void vrnAdd(VrnImage* srcImageA, VrnImage* srcImageB, VrnImage* dstImage
 /* Logic                                                                     */
 /* ------------------------------------------------------------------------ */
 
-/* dst = A OR B per sample (integer depths and 1U). */
+/* Bitwise operations per sample, depths 1U, 8U, 8S, 16U, 16S, 32S (32F is refused). */
+/* dst = A AND B. */
+VRN_API void vrnAnd(VrnImage* srcImageA, VrnImage* srcImageB, VrnImage* dstImage);
+/* dst = A OR B. */
 VRN_API void vrnOr(VrnImage* srcImageA, VrnImage* srcImageB, VrnImage* dstImage);
+/* dst = A XOR B. */
+VRN_API void vrnXor(VrnImage* srcImageA, VrnImage* srcImageB, VrnImage* dstImage);
+/* dst = src AND value, the value cut to the depth (1U: its lowest bit). */
+VRN_API void vrnAndS(VrnImage* srcImage, VrnImage* dstImage, unsigned int value);
+/* dst = src OR value, the value cut to the depth (1U: its lowest bit). */
+VRN_API void vrnOrS(VrnImage* srcImage, VrnImage* dstImage, unsigned int value);
+/* dst = src XOR value, the value cut to the depth (1U: its lowest bit). */
+VRN_API void vrnXorS(VrnImage* srcImage, VrnImage* dstImage, unsigned int value);
+/* dst = NOT src: vrnXorS with all bits set, and reports under that name. */
+VRN_API void vrnNot(VrnImage* srcImage, VrnImage* dstImage);
 
 /* ------------------------------------------------------------------------ */
 /* Copy, set and exchange                                                    */
 /* ------------------------------------------------------------------------ */
+
+/* These work by sample size (sign and float are not looked at).  A ROI that
+ * starts at or beyond the edge ends the call silently; vrnCopy and
+ * vrnExchange do nothing while the thread's status is negative. */
+/* Copies the rectangle of src into dst. */
+VRN_API void vrnCopy(VrnImage* srcImage, VrnImage* dstImage);
+/* Swaps the samples of the rectangles of src and dst. */
+VRN_API void vrnExchange(VrnImage* srcImage, VrnImage* dstImage);
+/* Fills the rectangle with fillValue clamped to the depth (not for 32F). */
+VRN_API void vrnSet(VrnImage* image, int fillValue);
+/* Fills a 32F image's rectangle with fillValue, bit-exact. */
+VRN_API void vrnSetFP(VrnImage* image, float fillValue);
 
 /* ------------------------------------------------------------------------ */
 /* Bit reduction                                                             */

@@ -9,8 +9,8 @@
 #include "filter/bordered.h"
 #include "filter_images.h"
 
-using vrntest::TestImage;
-using vrntest::TileServer;
+using filtertest::TestImage;
+using filtertest::TileServer;
 
 namespace {
 
@@ -29,7 +29,7 @@ long long mapRef(long long i, long long n, int mode) {
 // The expected sample at image position (x, y), channel c.
 double expected(const VrnImage* im, const VrnImage* pixels, long long x, long long y, int c) {
   const int code = (y < 0 ? 1 : 0) | (y >= im->height ? 2 : 0) | (x < 0 ? 4 : 0) | (x >= im->width ? 8 : 0);
-  if (code == 0) return vrntest::sampleValue(pixels, static_cast<int>(x), static_cast<int>(y), c);
+  if (code == 0) return filtertest::sampleValue(pixels, static_cast<int>(x), static_cast<int>(y), c);
   const int side = (code & 1) ? 0 : (code & 2) ? 1 : (code & 4) ? 2 : 3;
   const int mode = im->borderMode[side] & 3;
   if (mode == VRN_BORDER_CONSTANT) {
@@ -51,7 +51,7 @@ double expected(const VrnImage* im, const VrnImage* pixels, long long x, long lo
   } else {
     sx = mapRef(x, im->width, mode);
   }
-  return vrntest::sampleValue(pixels, static_cast<int>(sx), static_cast<int>(sy), c);
+  return filtertest::sampleValue(pixels, static_cast<int>(sx), static_cast<int>(sy), c);
 }
 
 // A sample of the region buffer, laid out like the image.
@@ -62,7 +62,7 @@ double regionValue(const VrnImage* im, const char* buf, int step, int w, int h, 
   view.width = w;
   view.height = h;
   view.tileInfo = nullptr;
-  return vrntest::sampleValue(&view, x, y, c);
+  return filtertest::sampleValue(&view, x, y, c);
 }
 
 void randomBorders(VrnImage* im, std::mt19937& rng) {
@@ -227,7 +227,7 @@ TEST(BorderedRow, SameValuesAsTheRegionReader) {
           row.imageData = buf.data();
           row.widthStep = static_cast<int>(buf.size());
           for (int i = 0; i < count; ++i)
-            ASSERT_EQ(vrntest::sampleValue(&row, i, 0, 0), expected(flat.get(), flat.get(), x + i, y, c))
+            ASSERT_EQ(filtertest::sampleValue(&row, i, 0, 0), expected(flat.get(), flat.get(), x + i, y, c))
                 << "depth " << depth << " x " << x << " y " << y << " i " << i;
         }
       }

@@ -12,7 +12,7 @@
 
 #include "vrn.h"
 
-namespace vrntest {
+namespace filtertest {
 
 inline int sampleBytes(int depth) { return (depth & VRN_DEPTH_MASK) / 8; }
 
@@ -164,4 +164,4 @@ class TileServer {
   std::vector<VrnImage*> tiles_;
 };
 
-}  // namespace vrntest
+}  // namespace filtertest

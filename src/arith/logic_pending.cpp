@@ -1,6 +1,0 @@
-// Placeholder until the logic family lands: 1-bit OR is not available yet.
-#include "core/report.h"
-
-extern "C" VRN_API void vrnOr(VrnImage*, VrnImage*, VrnImage*) {
-  VRN_REPORT(VRN_StsUnsupported, "vrnOr", "1-bit logic is not available in this build");
-}

@@ -1,0 +1,61 @@
+// The table of operations that run on the shared frame.  Each family adds
+// its operations here, one line each: name, number of sources, depths
+// accepted, and a lambda that calls it.  One-source operations take
+// (src, dst); an operation with a scalar fixes it in the lambda.  The
+// tiled==flat property test runs every line.
+#pragma once
+
+#include <functional>
+#include <type_traits>
+#include <vector>
+
+#include "vrn.h"
+
+namespace vrntest {
+
+// Depth sets, one bit per depth.
+enum : unsigned {
+  kDepth1U = 1u << 0,
+  kDepth8U = 1u << 1,
+  kDepth8S = 1u << 2,
+  kDepth16U = 1u << 3,
+  kDepth16S = 1u << 4,
+  kDepth32S = 1u << 5,
+  kDepth32F = 1u << 6,
+};
+inline constexpr unsigned kIntDepths = kDepth8U | kDepth8S | kDepth16U | kDepth16S | kDepth32S;
+inline constexpr unsigned kIntAndFloatDepths = kIntDepths | kDepth32F;
+inline constexpr unsigned kAllDepths = kIntAndFloatDepths | kDepth1U;
+inline constexpr unsigned k8UDepth = kDepth8U;
+
+// Flags of an operation.
+enum : unsigned {
+  kNoInPlace = 1u << 0,  // a source may not be the destination record
+  kNoMasks = 1u << 1,    // the operation ignores or refuses masks
+};
+
+struct FrameOperation {
+  const char* name;
+  int sources;      // 1 or 2
+  unsigned depths;  // kDepth* bits
+  std::function<void(VrnImage* a, VrnImage* b, VrnImage* dst)> run;  // b is null for one source
+  unsigned flags = 0;
+
+  template <class F>
+  FrameOperation(const char* n, int s, unsigned d, F f, unsigned fl = 0)
+      : name(n), sources(s), depths(d), flags(fl) {
+    if constexpr (std::is_invocable_v<F, VrnImage*, VrnImage*, VrnImage*>)
+      run = f;
+    else
+      run = [f](VrnImage* a, VrnImage*, VrnImage* dst) { f(a, dst); };
+  }
+};
+
+inline const std::vector<FrameOperation>& frameOperations() {
+  static const std::vector<FrameOperation> operations = {
+      {"vrnAdd", 2, kIntAndFloatDepths, [](auto a, auto b, auto d) { vrnAdd(a, b, d); }},
+  };
+  return operations;
+}
+
+}  // namespace vrntest

@@ -1,0 +1,228 @@
+// Generic property checks shared by every family:
+//  - packed == scalar: a row function against its per-sample (or row)
+//    definition at every length up to four 64-byte vectors, every
+//    misalignment of each pointer within 64 bytes, random and edge values,
+//    with sentinels around the destination, out of place and in place;
+//  - once per Highway target compiled in and supported by this machine;
+//  - nothing outside the destination rectangle changed (other channels,
+//    alpha, row padding);
+//  - a masked run equals the unmasked one where the mask bit is set and
+//    leaves the destination alone where it is clear.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <initializer_list>
+#include <limits>
+#include <sstream>
+#include <type_traits>
+#include <vector>
+
+#include "support/images.h"
+
+namespace vrntest {
+
+// ---------------------------------------------------------------------------
+// Values
+
+// Edge values of a sample type: min, max, 0, +-1, min + 1, max - 1 (floats:
+// lowest, max, 0, -0, +-1, the smallest normal, infinities).
+template <class T>
+std::vector<T> edgeValues() {
+  using L = std::numeric_limits<T>;
+  if constexpr (std::is_floating_point_v<T>) {
+    return {L::lowest(), L::max(), T(0), -T(0), T(1), T(-1), L::min(), -L::min(), L::infinity(),
+            -L::infinity(), T(0.5), T(-0.5)};
+  } else if constexpr (std::is_signed_v<T>) {
+    return {L::min(), L::max(), T(0), T(1), T(-1), T(L::min() + 1), T(L::max() - 1)};
+  } else {
+    return {L::min(), L::max(), T(0), T(1), T(L::max() - 1)};
+  }
+}
+
+// A random sample: integers over the whole range, floats in [-1000, 1000]
+// in steps of 1/64; one time in four an edge value.
+template <class T>
+T randomSample(Rng& rng) {
+  if (rng() % 4 == 0) {
+    static const std::vector<T> edges = edgeValues<T>();
+    return edges[rng() % edges.size()];
+  }
+  if constexpr (std::is_floating_point_v<T>) {
+    return static_cast<T>(static_cast<double>(static_cast<int64_t>(rng() % 128001) - 64000) / 64.0);
+  } else {
+    const uint64_t bits = rng();
+    T v;
+    std::memcpy(&v, &bits, sizeof v);
+    return v;
+  }
+}
+
+// Equal bits, or both NaN.
+template <class T>
+bool sameSample(T a, T b) {
+  if constexpr (std::is_floating_point_v<T>)
+    if (std::isnan(a) && std::isnan(b)) return true;
+  return std::memcmp(&a, &b, sizeof a) == 0;
+}
+
+template <class T>
+std::string sampleText(T v) {
+  std::ostringstream s;
+  if constexpr (sizeof(T) == 1)
+    s << static_cast<int>(v);
+  else
+    s << +v;
+  return s.str();
+}
+
+// ---------------------------------------------------------------------------
+// Packed == scalar
+
+struct PackedCheckOptions {
+  int maxBytes = 256;  // lengths 0 .. maxBytes / sizeof(element)
+  bool inPlace = true; // also with the destination on the first source
+  uint64_t seed = 1;
+};
+
+// Checks a packed row against its definition.  S is the source element
+// type, D the destination's.  `row` is row(const S* a, D* d, size_t n) or
+// row(const S* a, const S* b, D* d, size_t n); `ref` is either the
+// per-sample definition (D ref(S) / D ref(S, S)) or a reference row of the
+// same form as `row`.  Reports the first mismatch or sentinel change.
+template <class S, class D = S, class Row, class Ref>
+testing::AssertionResult packedMatchesScalar(Row row, Ref ref, const PackedCheckOptions& options = {}) {
+  constexpr bool kTwo = std::is_invocable_v<Row, const S*, const S*, D*, size_t>;
+  constexpr int kSources = kTwo ? 2 : 1;
+  constexpr bool kRefRow = kTwo ? std::is_invocable_v<Ref, const S*, const S*, D*, size_t>
+                                : std::is_invocable_v<Ref, const S*, D*, size_t>;
+  static_assert(kTwo || std::is_invocable_v<Row, const S*, D*, size_t>, "row(src..., dst, n)");
+  constexpr size_t kSrcMis = 64 / sizeof(S), kDstMis = 64 / sizeof(D);
+  const size_t maxN = static_cast<size_t>(options.maxBytes) / std::max(sizeof(S), sizeof(D));
+  constexpr unsigned char kSentinel = 0xA5;
+
+  Rng rng(options.seed);
+  const size_t room = maxN + 2 * std::max(kSrcMis, kDstMis) + 16;
+  std::vector<S> inputs[2] = {std::vector<S>(maxN + 1), std::vector<S>(maxN + 1)};
+  std::vector<D> expected(maxN + 1);
+  // Aligned storage: sources and destination each at a 64-byte boundary plus a misalignment.
+  std::vector<unsigned char> srcStore[2], dstStore((room + 16) * sizeof(D) + 128);
+  for (auto& s : srcStore) s.resize((room + 16) * sizeof(S) + 128);
+  auto aligned = [](std::vector<unsigned char>& v) {
+    return reinterpret_cast<unsigned char*>((reinterpret_cast<uintptr_t>(v.data()) + 63) & ~uintptr_t{63});
+  };
+  unsigned char* srcBase[2] = {aligned(srcStore[0]), aligned(srcStore[1])};
+  unsigned char* dstBase = aligned(dstStore);
+  const size_t dstBytes = dstStore.size() - static_cast<size_t>(dstBase - dstStore.data()) - 64;
+
+  for (size_t n = 0; n <= maxN; ++n) {
+    for (int s = 0; s < kSources; ++s)
+      for (size_t i = 0; i < n; ++i) inputs[s][i] = randomSample<S>(rng);
+    if constexpr (kRefRow) {
+      if constexpr (kTwo)
+        ref(inputs[0].data(), inputs[1].data(), expected.data(), n);
+      else
+        ref(inputs[0].data(), expected.data(), n);
+    } else {
+      for (size_t i = 0; i < n; ++i) {
+        if constexpr (kTwo)
+          expected[i] = ref(inputs[0][i], inputs[1][i]);
+        else
+          expected[i] = ref(inputs[0][i]);
+      }
+    }
+    for (size_t m = 0; m < kDstMis; ++m) {
+      const size_t mis[2] = {(m + n) % kSrcMis, (3 * m + 2 * n + 1) % kSrcMis};
+      for (int pass = 0; pass < (options.inPlace && std::is_same_v<S, D> ? 2 : 1); ++pass) {
+        const bool inPlace = pass == 1;
+        std::memset(dstBase, kSentinel, dstBytes);
+        D* d = reinterpret_cast<D*>(dstBase) + m;
+        const S* src[2];
+        for (int s = 0; s < kSources; ++s) {
+          S* p = reinterpret_cast<S*>(srcBase[s]) + mis[s];
+          std::memcpy(p, inputs[s].data(), n * sizeof(S));
+          src[s] = p;
+        }
+        if (inPlace) {
+          std::memcpy(static_cast<void*>(d), inputs[0].data(), n * sizeof(D));
+          src[0] = reinterpret_cast<const S*>(d);
+        }
+        if constexpr (kTwo)
+          row(src[0], src[1], d, n);
+        else
+          row(src[0], d, n);
+        auto where = [&] {
+          std::ostringstream s;
+          s << "length " << n << ", misalignment (elements) src {" << mis[0];
+          if (kTwo) s << ", " << mis[1];
+          s << "} dst " << m << (inPlace ? ", in place" : "");
+          return s.str();
+        };
+        for (size_t i = 0; i < n; ++i) {
+          D got;
+          std::memcpy(&got, d + i, sizeof got);
+          if (!sameSample(got, expected[i])) {
+            testing::AssertionResult r = testing::AssertionFailure();
+            r << where() << ": element " << i << " of (" << sampleText(inputs[0][i]);
+            if (kTwo) r << ", " << sampleText(inputs[1][i]);
+            r << "): got " << sampleText(got) << ", expected " << sampleText(expected[i]);
+            return r;
+          }
+        }
+        const size_t begin = m * sizeof(D), end = begin + n * sizeof(D);
+        for (size_t b = 0; b < dstBytes; ++b) {
+          if (b >= begin && b < end) continue;
+          if (dstBase[b] != kSentinel)
+            return testing::AssertionFailure()
+                   << where() << ": byte " << static_cast<int64_t>(b) - static_cast<int64_t>(begin)
+                   << " from the destination's start changed (outside the row)";
+        }
+      }
+    }
+  }
+  return testing::AssertionSuccess();
+}
+
+// Runs body once for every Highway target that is both compiled in and
+// supported by this machine, with dispatch restricted to that target, then
+// lifts the restriction.  Fails the test if dispatch did not follow.
+void forEachTarget(const std::function<void(int64_t target)>& body);
+// The target that dynamic dispatch picks now.
+int64_t dispatchedTarget();
+
+// ---------------------------------------------------------------------------
+// Untouched outside the rectangle
+
+// Only the samples of `channels` in `rect` (stored coordinates of `after`)
+// may differ between `before` and `after`; row padding, other channels and
+// everything outside the rectangle must stay.
+testing::AssertionResult onlyRectChanged(const Snapshot& before, const VrnImage* after,
+                                         const Rect& rect, const std::vector<int>& channels);
+// The same with the destination's own rule: the rectangle starts at its
+// clipped ROI, is width x height, and the channels are its COI, else all
+// but alpha.
+testing::AssertionResult onlyRectChanged(const Snapshot& before, const VrnImage* after, int width,
+                                         int height);
+
+// ---------------------------------------------------------------------------
+// Masked runs
+
+// A mask bit of the rectangle: column i, row r (from the rectangle's corner).
+using MaskBits = std::function<bool(int i, int r)>;
+// The AND of the masks' bits, each read from its own clipped ROI.
+MaskBits mergedMaskBits(std::vector<const VrnImage*> masks);
+
+// `masked` is the destination after a masked run, `unmasked` after the same
+// run without masks, `before` the destination before either.  Inside `rect`
+// on `channels`, samples whose mask bit is set equal `unmasked`; every other
+// byte equals `before`.
+testing::AssertionResult maskedMatchesUnmasked(const Snapshot& before, const VrnImage* masked,
+                                               const VrnImage* unmasked, const Rect& rect,
+                                               const std::vector<int>& channels,
+                                               const MaskBits& bit);
+
+}  // namespace vrntest

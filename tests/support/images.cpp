@@ -1,0 +1,558 @@
+// Test images: building, filling, sample access, snapshots, comparison and
+// random call specs.  Every buffer is filled in full, padding included, so a
+// write into padding is as visible as a write into a pixel.
+#include "support/images.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <sstream>
+
+namespace vrntest {
+namespace {
+
+int bitsOf(int depth) { return depth & VRN_DEPTH_MASK; }
+
+// A buffer of `size` bytes aligned to `align` but not to 2 * align.
+char* allocateBuffer(int size, int align, void** block) {
+  void* raw = nullptr;
+  if (posix_memalign(&raw, 64, static_cast<size_t>(size) + static_cast<size_t>(align)) != 0)
+    return nullptr;
+  *block = raw;
+  return static_cast<char*>(raw) + align;
+}
+
+char kGray[4] = {'G', 'R', 'A', 'Y'};
+char kG[4] = {'G', 0, 0, 0};
+
+// Bytes of pixel data at the start of a row (per plane in plane order).
+int64_t rowBytes(const VrnImage* image) {
+  const int64_t perRow = static_cast<int64_t>(bitsOf(image->depth)) * image->width *
+                         (image->dataOrder == VRN_DATA_ORDER_PLANE ? 1 : image->nChannels);
+  return (perRow + 7) / 8;
+}
+
+double randomValue(Rng& rng, int depth, Content content) {
+  if (content == Content::kEdgeRich && rng() % 3 == 0) {
+    const double lo = depthMin(depth), hi = depthMax(depth);
+    const bool isSigned = lo < 0;
+    switch (rng() % (isSigned ? 7 : 5)) {
+      case 0: return lo;
+      case 1: return hi;
+      case 2: return 0;
+      case 3: return 1;
+      case 4: return depth == VRN_DEPTH_32F ? hi : hi - 1;
+      case 5: return -1;
+      default: return depth == VRN_DEPTH_32F ? lo : lo + 1;
+    }
+  }
+  if (depth == VRN_DEPTH_32F) {
+    // Multiples of 1/64 in [-1000, 1000]: exact in float, sums stay exact.
+    return static_cast<double>(static_cast<int64_t>(rng() % 128001) - 64000) / 64.0;
+  }
+  const double lo = depthMin(depth), hi = depthMax(depth);
+  const uint64_t span = static_cast<uint64_t>(hi - lo) + 1;
+  return lo + static_cast<double>(rng() % span);
+}
+
+void fillBytes(char* data, size_t size, Rng& rng) {
+  for (size_t i = 0; i < size; ++i) data[i] = static_cast<char>(rng() >> 24);
+}
+
+void fillMaskBits(VrnImage* mask, uint64_t seed, double density) {
+  Rng rng(seed);
+  auto* p = reinterpret_cast<uint8_t*>(mask->imageData);
+  std::bernoulli_distribution bit(std::clamp(density, 0.0, 1.0));
+  for (int i = 0; i < mask->imageSize; ++i) {
+    uint8_t b = 0;
+    for (int k = 0; k < 8; ++k) b = static_cast<uint8_t>((b << 1) | (bit(rng) ? 1 : 0));
+    p[i] = b;
+  }
+}
+
+}  // namespace
+
+const char* depthName(int depth) {
+  switch (depth) {
+    case VRN_DEPTH_1U: return "1U";
+    case VRN_DEPTH_8U: return "8U";
+    case VRN_DEPTH_8S: return "8S";
+    case VRN_DEPTH_16U: return "16U";
+    case VRN_DEPTH_16S: return "16S";
+    case VRN_DEPTH_32S: return "32S";
+    case VRN_DEPTH_32F: return "32F";
+    default: return "bad depth";
+  }
+}
+
+int sampleBytes(int depth) { return bitsOf(depth) / 8; }
+
+double depthMin(int depth) {
+  switch (depth) {
+    case VRN_DEPTH_8S: return -128;
+    case VRN_DEPTH_16S: return -32768;
+    case VRN_DEPTH_32S: return -2147483648.0;
+    case VRN_DEPTH_32F: return std::numeric_limits<float>::lowest();
+    default: return 0;
+  }
+}
+
+double depthMax(int depth) {
+  switch (depth) {
+    case VRN_DEPTH_1U: return 1;
+    case VRN_DEPTH_8U: return 255;
+    case VRN_DEPTH_8S: return 127;
+    case VRN_DEPTH_16U: return 65535;
+    case VRN_DEPTH_16S: return 32767;
+    case VRN_DEPTH_32S: return 2147483647.0;
+    case VRN_DEPTH_32F: return std::numeric_limits<float>::max();
+    default: return 0;
+  }
+}
+
+std::string ImageSpec::describe() const {
+  std::ostringstream s;
+  s << depthName(depth) << " " << width << "x" << height << " ch" << nChannels;
+  if (alphaChannel) s << " alpha" << alphaChannel;
+  s << (dataOrder == VRN_DATA_ORDER_PLANE ? " plane" : " pixel") << " align" << align;
+  if (origin) s << " bottom-up";
+  if (hasRoi)
+    s << " roi{coi " << roi.coi << ", " << roi.xOffset << "," << roi.yOffset << " " << roi.width
+      << "x" << roi.height << "}";
+  if (hasMask) {
+    s << " mask " << mask.width << "x" << mask.height;
+    if (mask.hasRoi)
+      s << " roi{" << mask.roi.xOffset << "," << mask.roi.yOffset << " " << mask.roi.width << "x"
+        << mask.roi.height << "}";
+    s << " density " << mask.density;
+  }
+  s << (content == Content::kEdgeRich ? " edge-rich" : content == Content::kZero ? " zero" : "")
+    << " seed " << seed;
+  return s.str();
+}
+
+// ---------------------------------------------------------------------------
+// TestImage
+
+TestImage::TestImage(const ImageSpec& spec) : spec_(spec) {
+  VrnROI* roi = spec.hasRoi ? new VrnROI(spec.roi) : nullptr;
+  VrnImage* mask = nullptr;
+  if (spec.hasMask) {
+    const MaskSpec& m = spec.mask;
+    VrnROI* maskRoi = m.hasRoi ? new VrnROI(m.roi) : nullptr;
+    mask = vrnCreateImageHeader(1, 0, VRN_DEPTH_1U, kGray, kG, VRN_DATA_ORDER_PIXEL, VRN_ORIGIN_TOP,
+                                m.align, m.width, m.height, maskRoi, nullptr, nullptr, nullptr);
+    if (!mask) {
+      delete maskRoi;
+      delete roi;
+      ADD_FAILURE() << "mask header refused: " << spec.describe();
+      return;
+    }
+    mask->imageData = allocateBuffer(mask->imageSize, mask->align, &maskBlock_);
+    fillMaskBits(mask, m.seed, m.density);
+  }
+  image_ = vrnCreateImageHeader(spec.nChannels, spec.alphaChannel, spec.depth, kGray, kG,
+                                spec.dataOrder, spec.origin, spec.align, spec.width, spec.height,
+                                roi, mask, nullptr, nullptr);
+  if (!image_) {
+    delete roi;
+    if (mask) {
+      delete mask->roi;
+      vrnFree(mask);
+      std::free(maskBlock_);
+      maskBlock_ = nullptr;
+    }
+    ADD_FAILURE() << "image header refused: " << spec.describe();
+    return;
+  }
+  image_->imageData = allocateBuffer(image_->imageSize, image_->align, &block_);
+  fillImage(image_, spec.seed, spec.content);
+}
+
+TestImage::~TestImage() { release(); }
+
+TestImage::TestImage(TestImage&& o) noexcept
+    : spec_(o.spec_), image_(o.image_), block_(o.block_), maskBlock_(o.maskBlock_) {
+  o.image_ = nullptr;
+  o.block_ = o.maskBlock_ = nullptr;
+}
+
+TestImage& TestImage::operator=(TestImage&& o) noexcept {
+  if (this != &o) {
+    release();
+    spec_ = o.spec_;
+    image_ = o.image_;
+    block_ = o.block_;
+    maskBlock_ = o.maskBlock_;
+    o.image_ = nullptr;
+    o.block_ = o.maskBlock_ = nullptr;
+  }
+  return *this;
+}
+
+void TestImage::removeMask() {
+  if (!image_ || !image_->maskROI) return;
+  delete image_->maskROI->roi;
+  vrnFree(image_->maskROI);
+  std::free(maskBlock_);
+  maskBlock_ = nullptr;
+  image_->maskROI = nullptr;
+}
+
+void TestImage::setRoi(bool hasRoi, const VrnROI& roi) {
+  delete image_->roi;
+  image_->roi = hasRoi ? new VrnROI(roi) : nullptr;
+  spec_.hasRoi = hasRoi;
+  spec_.roi = roi;
+}
+
+void TestImage::release() {
+  if (!image_) return;
+  removeMask();
+  delete image_->roi;
+  vrnFree(image_);
+  std::free(block_);
+  image_ = nullptr;
+  block_ = nullptr;
+}
+
+TestImage TestImage::clone() const {
+  TestImage copy;
+  copy.spec_ = spec_;
+  if (!image_) return copy;
+  copy.image_ = static_cast<VrnImage*>(vrnMalloc(sizeof(VrnImage)));
+  *copy.image_ = *image_;
+  copy.image_->roi = image_->roi ? new VrnROI(*image_->roi) : nullptr;
+  copy.image_->imageData = allocateBuffer(image_->imageSize, image_->align, &copy.block_);
+  std::memcpy(copy.image_->imageData, image_->imageData, static_cast<size_t>(image_->imageSize));
+  copy.image_->maskROI = nullptr;
+  if (const VrnImage* m = image_->maskROI) {
+    auto* mask = static_cast<VrnImage*>(vrnMalloc(sizeof(VrnImage)));
+    *mask = *m;
+    mask->roi = m->roi ? new VrnROI(*m->roi) : nullptr;
+    mask->maskROI = nullptr;
+    mask->imageData = allocateBuffer(m->imageSize, m->align, &copy.maskBlock_);
+    std::memcpy(mask->imageData, m->imageData, static_cast<size_t>(m->imageSize));
+    copy.image_->maskROI = mask;
+  }
+  return copy;
+}
+
+void TestImage::refill(uint64_t seed, Content content) {
+  spec_.seed = seed;
+  spec_.content = content;
+  fillImage(image_, seed, content);
+}
+
+// ---------------------------------------------------------------------------
+// Content and samples
+
+void fillImage(VrnImage* image, uint64_t seed, Content content) {
+  if (content == Content::kZero) {
+    std::memset(image->imageData, 0, static_cast<size_t>(image->imageSize));
+    return;
+  }
+  Rng rng(seed * 0x9E3779B97F4A7C15ull + 17);
+  fillBytes(image->imageData, static_cast<size_t>(image->imageSize), rng);
+  if (image->depth == VRN_DEPTH_1U) return;  // random bits are all the values there are
+  for (int c = 0; c < image->nChannels; ++c)
+    for (int y = 0; y < image->height; ++y)
+      for (int x = 0; x < image->width; ++x)
+        setSample(image, x, y, c, randomValue(rng, image->depth, content));
+}
+
+size_t sampleOffset(const VrnImage* image, int x, int y, int c) {
+  const size_t step = static_cast<size_t>(image->widthStep);
+  if (image->depth == VRN_DEPTH_1U) return static_cast<size_t>(y) * step + static_cast<size_t>(x) / 8;
+  const size_t bytes = static_cast<size_t>(sampleBytes(image->depth));
+  if (image->dataOrder == VRN_DATA_ORDER_PLANE)
+    return (static_cast<size_t>(c) * image->height + y) * step + x * bytes;
+  return static_cast<size_t>(y) * step + (static_cast<size_t>(x) * image->nChannels + c) * bytes;
+}
+
+double sampleAt(const VrnImage* image, int x, int y, int c) {
+  const char* p = image->imageData + sampleOffset(image, x, y, c);
+  switch (image->depth) {
+    case VRN_DEPTH_1U: return (static_cast<uint8_t>(*p) >> (7 - x % 8)) & 1;
+    case VRN_DEPTH_8U: return static_cast<uint8_t>(*p);
+    case VRN_DEPTH_8S: return static_cast<int8_t>(*p);
+    case VRN_DEPTH_16U: { uint16_t v; std::memcpy(&v, p, 2); return v; }
+    case VRN_DEPTH_16S: { int16_t v; std::memcpy(&v, p, 2); return v; }
+    case VRN_DEPTH_32S: { int32_t v; std::memcpy(&v, p, 4); return v; }
+    case VRN_DEPTH_32F: { float v; std::memcpy(&v, p, 4); return v; }
+    default: return 0;
+  }
+}
+
+void setSample(VrnImage* image, int x, int y, int c, double value) {
+  char* p = image->imageData + sampleOffset(image, x, y, c);
+  const int depth = image->depth;
+  if (depth == VRN_DEPTH_32F) {
+    const float v = static_cast<float>(value);
+    std::memcpy(p, &v, 4);
+    return;
+  }
+  if (depth == VRN_DEPTH_1U) {
+    const uint8_t bit = static_cast<uint8_t>(0x80 >> (x % 8));
+    *p = static_cast<char>(value != 0 ? (*p | bit) : (*p & ~bit));
+    return;
+  }
+  const double v = std::clamp(std::nearbyint(value), depthMin(depth), depthMax(depth));
+  switch (depth) {
+    case VRN_DEPTH_8U: *p = static_cast<char>(static_cast<uint8_t>(v)); break;
+    case VRN_DEPTH_8S: *p = static_cast<char>(static_cast<int8_t>(v)); break;
+    case VRN_DEPTH_16U: { const uint16_t s = static_cast<uint16_t>(v); std::memcpy(p, &s, 2); break; }
+    case VRN_DEPTH_16S: { const int16_t s = static_cast<int16_t>(v); std::memcpy(p, &s, 2); break; }
+    case VRN_DEPTH_32S: { const int32_t s = static_cast<int32_t>(v); std::memcpy(p, &s, 4); break; }
+    default: break;
+  }
+}
+
+// ---------------------------------------------------------------------------
+// Snapshots and comparison
+
+Snapshot snapshot(const VrnImage* image) {
+  const auto* p = reinterpret_cast<const uint8_t*>(image->imageData);
+  return Snapshot(p, p + image->imageSize);
+}
+
+std::string hexByte(uint8_t b) {
+  static const char* digits = "0123456789abcdef";
+  return std::string("0x") + digits[b >> 4] + digits[b & 15];
+}
+
+std::string describeOffset(const VrnImage* image, size_t offset) {
+  std::ostringstream s;
+  const size_t step = static_cast<size_t>(image->widthStep);
+  const size_t planeBytes = step * static_cast<size_t>(image->height);
+  size_t rest = offset;
+  if (image->dataOrder == VRN_DATA_ORDER_PLANE && planeBytes) {
+    s << "plane " << rest / planeBytes << ", ";
+    rest %= planeBytes;
+  }
+  const size_t row = step ? rest / step : 0, byte = step ? rest % step : rest;
+  s << "row " << row << ", byte " << byte;
+  if (static_cast<int64_t>(byte) >= rowBytes(image)) s << " (row padding)";
+  s << " [offset " << offset << "]";
+  return s.str();
+}
+
+namespace {
+
+testing::AssertionResult compareBuffers(const VrnImage* layout, const uint8_t* expected,
+                                        const uint8_t* actual, size_t size, bool pixelsOnly) {
+  const size_t step = static_cast<size_t>(layout->widthStep);
+  const int64_t pixelBytes = rowBytes(layout);
+  const int tailBits = layout->depth == VRN_DEPTH_1U ? layout->width % 8 : 0;
+  for (size_t i = 0; i < size; ++i) {
+    uint8_t diff = expected[i] ^ actual[i];
+    if (!diff) continue;
+    if (pixelsOnly) {
+      const int64_t byte = static_cast<int64_t>(step ? i % step : i);
+      if (byte >= pixelBytes) continue;
+      if (tailBits && byte == pixelBytes - 1) diff &= static_cast<uint8_t>(0xFF00 >> tailBits);
+      if (!diff) continue;
+    }
+    return testing::AssertionFailure()
+           << "bytes differ at " << describeOffset(layout, i) << ": expected " << hexByte(expected[i])
+           << ", got " << hexByte(actual[i]);
+  }
+  return testing::AssertionSuccess();
+}
+
+}  // namespace
+
+testing::AssertionResult sameBytes(const VrnImage* expected, const VrnImage* actual) {
+  if (expected->imageSize != actual->imageSize)
+    return testing::AssertionFailure() << "buffer sizes differ: " << expected->imageSize << " vs "
+                                       << actual->imageSize;
+  return compareBuffers(expected, reinterpret_cast<const uint8_t*>(expected->imageData),
+                        reinterpret_cast<const uint8_t*>(actual->imageData),
+                        static_cast<size_t>(expected->imageSize), false);
+}
+
+testing::AssertionResult sameBytes(const Snapshot& expected, const VrnImage* actual) {
+  if (expected.size() != static_cast<size_t>(actual->imageSize))
+    return testing::AssertionFailure() << "buffer sizes differ: " << expected.size() << " vs "
+                                       << actual->imageSize;
+  return compareBuffers(actual, expected.data(), reinterpret_cast<const uint8_t*>(actual->imageData),
+                        expected.size(), false);
+}
+
+testing::AssertionResult samePixels(const VrnImage* expected, const VrnImage* actual) {
+  if (expected->imageSize != actual->imageSize || expected->widthStep != actual->widthStep)
+    return testing::AssertionFailure() << "layouts differ";
+  return compareBuffers(expected, reinterpret_cast<const uint8_t*>(expected->imageData),
+                        reinterpret_cast<const uint8_t*>(actual->imageData),
+                        static_cast<size_t>(expected->imageSize), true);
+}
+
+// ---------------------------------------------------------------------------
+// Rectangles and channels
+
+Rect clippedRect(const VrnImage* image) {
+  Rect r{0, 0, image->width, image->height};
+  if (const VrnROI* roi = image->roi) {
+    r.x = roi->xOffset;
+    r.y = roi->yOffset;
+    r.width = std::max(0, std::min(roi->width, image->width - roi->xOffset));
+    r.height = std::max(0, std::min(roi->height, image->height - roi->yOffset));
+  }
+  return r;
+}
+
+Rect operationSize(std::initializer_list<const VrnImage*> images) {
+  Rect size{0, 0, std::numeric_limits<int>::max(), std::numeric_limits<int>::max()};
+  for (const VrnImage* image : images) {
+    if (!image) continue;
+    for (const VrnImage* im : {image, static_cast<const VrnImage*>(image->maskROI)}) {
+      if (!im) continue;
+      const Rect r = clippedRect(im);
+      size.width = std::min(size.width, r.width);
+      size.height = std::min(size.height, r.height);
+    }
+  }
+  return size;
+}
+
+std::vector<int> operatedChannels(const VrnImage* image) {
+  if (image->roi && image->roi->coi > 0) return {image->roi->coi - 1};
+  const int n = image->alphaChannel > 0 ? image->nChannels - 1 : image->nChannels;
+  std::vector<int> channels;
+  for (int c = 0; c < n; ++c) channels.push_back(c);
+  return channels;
+}
+
+// ---------------------------------------------------------------------------
+// Random specs
+
+namespace {
+
+int pick(Rng& rng, int lo, int hi) { return lo + static_cast<int>(rng() % static_cast<uint64_t>(hi - lo + 1)); }
+bool chance(Rng& rng, double p) { return std::uniform_real_distribution<double>(0, 1)(rng) < p; }
+
+VrnROI randomRoi(Rng& rng, int width, int height, int coi) {
+  VrnROI r{};
+  r.coi = coi;
+  r.xOffset = chance(rng, 0.3) ? 0 : pick(rng, 0, width);
+  r.yOffset = chance(rng, 0.3) ? 0 : pick(rng, 0, height);
+  // Sometimes beyond the image: the frame clips.
+  r.width = chance(rng, 0.5) ? std::max(1, width - r.xOffset) : pick(rng, 1, width + 6);
+  r.height = chance(rng, 0.5) ? std::max(1, height - r.yOffset) : pick(rng, 1, height + 6);
+  return r;
+}
+
+MaskSpec randomMask(Rng& rng, const CallOptions& o) {
+  MaskSpec m;
+  m.width = pick(rng, 1, o.maxWidth + 8);
+  m.height = pick(rng, 1, o.maxHeight + 4);
+  m.align = 4 << pick(rng, 0, 3);
+  if (chance(rng, 0.5)) {
+    m.hasRoi = true;
+    m.roi = randomRoi(rng, m.width, m.height, 0);
+  }
+  const double densities[] = {0.0, 0.5, 0.5, 0.9, 1.0};
+  m.density = densities[rng() % 5];
+  m.seed = rng();
+  return m;
+}
+
+// Layout facts shared by all images of a call.
+struct Shared {
+  int depth, order;
+  int scheme;  // 0 plain channels, 1 alpha, 2 COI
+  int count;
+  bool sameSize;
+  int width, height;
+};
+
+ImageSpec specFor(Rng& rng, const Shared& s, const CallOptions& o) {
+  ImageSpec spec;
+  spec.depth = s.depth;
+  spec.dataOrder = s.order;
+  spec.origin = pick(rng, 0, 1);
+  spec.align = 4 << pick(rng, 0, 3);
+  spec.width = s.sameSize ? s.width : pick(rng, 1, o.maxWidth);
+  spec.height = s.sameSize ? s.height : pick(rng, 1, o.maxHeight);
+  spec.content = chance(rng, 0.5) ? Content::kEdgeRich : Content::kRandom;
+  spec.seed = rng();
+  int coi = 0;
+  if (s.depth == VRN_DEPTH_1U) {
+    spec.nChannels = 1;
+    coi = s.scheme == 2 ? pick(rng, 0, 1) : 0;
+  } else if (s.scheme == 2) {
+    spec.nChannels = pick(rng, 1, 4);
+    if (spec.nChannels > 1 && o.allowAlpha && chance(rng, 0.4)) spec.alphaChannel = spec.nChannels;
+    // A one-channel image needs no COI to count one channel.
+    coi = spec.nChannels == 1 && chance(rng, 0.5) ? 0 : pick(rng, 1, spec.nChannels);
+  } else if (s.scheme == 1) {
+    const bool alpha = s.count < 4 && chance(rng, 0.5);
+    spec.nChannels = s.count + (alpha ? 1 : 0);
+    spec.alphaChannel = alpha ? spec.nChannels : 0;
+  } else {
+    spec.nChannels = s.count;
+  }
+  if (coi > 0 || chance(rng, o.roiChance)) {
+    spec.hasRoi = true;
+    spec.roi = chance(rng, 0.3) ? VrnROI{coi, 0, 0, spec.width, spec.height}
+                                : randomRoi(rng, spec.width, spec.height, coi);
+  }
+  if (chance(rng, o.maskChance)) {
+    spec.hasMask = true;
+    spec.mask = randomMask(rng, o);
+  }
+  return spec;
+}
+
+Shared randomShared(Rng& rng, const CallOptions& o) {
+  Shared s{};
+  s.depth = o.depths[rng() % o.depths.size()];
+  s.order = o.allowPlane && chance(rng, 0.35) ? VRN_DATA_ORDER_PLANE : VRN_DATA_ORDER_PIXEL;
+  const double r = std::uniform_real_distribution<double>(0, 1)(rng);
+  s.scheme = (o.allowCoi && r < 0.3) ? 2 : (o.allowAlpha && r < 0.55) ? 1 : 0;
+  s.count = s.scheme == 1 ? pick(rng, 1, 3) : pick(rng, 1, 4);
+  if (s.depth == VRN_DEPTH_1U && s.scheme != 2) {
+    s.scheme = 0;
+    s.count = 1;
+  }
+  s.sameSize = chance(rng, 0.35);
+  s.width = pick(rng, 1, o.maxWidth);
+  s.height = pick(rng, 1, o.maxHeight);
+  return s;
+}
+
+}  // namespace
+
+ImageSpec randomSpec(Rng& rng, const CallOptions& options) {
+  return specFor(rng, randomShared(rng, options), options);
+}
+
+CallSpec randomCall(uint64_t seed, const CallOptions& options) {
+  Rng rng(seed * 0xD1B54A32D192ED03ull + 5);
+  const Shared shared = randomShared(rng, options);
+  CallSpec call;
+  call.dst = specFor(rng, shared, options);
+  for (int i = 0; i < options.sources; ++i) {
+    call.sourceIsDst[i] = chance(rng, options.aliasChance);
+    call.sources.push_back(call.sourceIsDst[i] ? call.dst : specFor(rng, shared, options));
+  }
+  return call;
+}
+
+std::string CallSpec::describe() const {
+  std::ostringstream s;
+  for (size_t i = 0; i < sources.size(); ++i) {
+    s << "src" << static_cast<char>('A' + i) << ": ";
+    if (sourceIsDst[i])
+      s << "(the destination)";
+    else
+      s << sources[i].describe();
+    s << "\n";
+  }
+  s << "dst: " << dst.describe();
+  return s.str();
+}
+
+}  // namespace vrntest

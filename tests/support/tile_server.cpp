@@ -1,0 +1,242 @@
+// The tile server's storage, its byte mapping to the plain image and its
+// protocol checks.
+#include "support/tile_server.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <sstream>
+
+namespace vrntest {
+namespace {
+
+std::atomic<uint64_t> gSequence{0};
+
+char kModel[4] = {'T', 'I', 'L', 'E'};
+char kSeq[4] = {'T', 0, 0, 0};
+
+std::string tileName(int col, int row) {
+  std::ostringstream s;
+  s << "(" << col << "," << row << ")";
+  return s.str();
+}
+
+char modeLetter(int mode) {
+  switch (mode) {
+    case VRN_TILE_READ: return 'R';
+    case VRN_TILE_WRITE: return 'W';
+    case VRN_TILE_RELEASE: return 'X';
+    default: return '?';
+  }
+}
+
+std::string callText(const TileServer::Call& c) {
+  std::string s(1, modeLetter(c.mode));
+  s += tileName(c.col, c.row);
+  if (c.withheld) s += "!";
+  return s;
+}
+
+}  // namespace
+
+TileServer::TileServer(const TestImage& plain, int tileWidth, int tileHeight, std::string name)
+    : name_(std::move(name)), base_(plain.clone()), tileW_(tileWidth), tileH_(tileHeight) {
+  const VrnImage* p = base_.get();
+  const int bits = p->depth & VRN_DEPTH_MASK;
+  const bool planes = p->dataOrder == VRN_DATA_ORDER_PLANE;
+  const int64_t alignBits = static_cast<int64_t>(p->align) * 8;
+  const int64_t rowBits = static_cast<int64_t>(bits) * tileW_ * (planes ? 1 : p->nChannels);
+  tileStep_ = static_cast<int>(((rowBits + alignBits - 1) & -alignBits) / 8);
+  tileSize_ = tileStep_ * tileH_ * (planes ? p->nChannels : 1);
+  cols_ = (p->width + tileW_ - 1) / tileW_;
+  rows_ = (p->height + tileH_ - 1) / tileH_;
+
+  const size_t n = static_cast<size_t>(cols_) * rows_;
+  tiles_.resize(n);
+  blocks_.resize(n);
+  released_.resize(n);
+  Rng rng(p->imageSize * 31 + static_cast<uint64_t>(tileW_) * 7 + tileH_);
+  for (size_t i = 0; i < n; ++i) {
+    void* raw = nullptr;
+    if (posix_memalign(&raw, 64, static_cast<size_t>(tileSize_) + p->align) != 0) raw = nullptr;
+    blocks_[i] = raw;
+    tiles_[i] = static_cast<char*>(raw) + p->align;
+    for (int k = 0; k < tileSize_; ++k) tiles_[i][k] = static_cast<char>(rng() >> 24);
+  }
+  forEachMappedByte([&](size_t t, size_t tileOff, size_t imageOff) {
+    tiles_[t][tileOff] = p->imageData[imageOff];
+  });
+
+  VrnROI* roi = p->roi ? new VrnROI(*p->roi) : nullptr;
+  VrnTileInfo* info = vrnCreateTileInfo(&TileServer::callback, this, tileW_, tileH_);
+  image_ = vrnCreateImageHeader(p->nChannels, p->alphaChannel, p->depth, kModel, kSeq, p->dataOrder,
+                                p->origin, p->align, p->width, p->height, roi, p->maskROI, nullptr,
+                                info);
+  if (!image_) {
+    ADD_FAILURE() << "tiled header refused for " << base_.spec().describe();
+    delete roi;
+    vrnDeleteTileInfo(info);
+    return;
+  }
+  std::memcpy(image_->borderMode, p->borderMode, sizeof image_->borderMode);
+  std::memcpy(image_->borderConst, p->borderConst, sizeof image_->borderConst);
+}
+
+TileServer::~TileServer() {
+  if (image_) {
+    delete image_->roi;
+    vrnDeleteTileInfo(image_->tileInfo);
+    vrnFree(image_);
+  }
+  for (void* b : blocks_) std::free(b);
+}
+
+template <class F>
+void TileServer::forEachMappedByte(F f) const {
+  const VrnImage* p = base_.get();
+  const int bits = p->depth & VRN_DEPTH_MASK;
+  const bool planes = p->dataOrder == VRN_DATA_ORDER_PLANE;
+  const int nPlanes = planes ? p->nChannels : 1;
+  const int64_t tileRowBytes = static_cast<int64_t>(bits) * tileW_ * (planes ? 1 : p->nChannels) / 8;
+  const int64_t step = p->widthStep;
+  for (int row = 0; row < rows_; ++row)
+    for (int col = 0; col < cols_; ++col) {
+      const size_t t = static_cast<size_t>(row * cols_ + col);
+      const int64_t limit = col == cols_ - 1 ? tileStep_ : std::min<int64_t>(tileStep_, tileRowBytes);
+      for (int plane = 0; plane < nPlanes; ++plane)
+        for (int ty = 0; ty < tileH_; ++ty) {
+          const int y = row * tileH_ + ty;
+          if (y >= p->height) break;
+          const int64_t imageRow = (static_cast<int64_t>(plane) * p->height + y) * step;
+          const int64_t tileRow = (static_cast<int64_t>(plane) * tileH_ + ty) * tileStep_;
+          for (int64_t i = 0; i < limit; ++i) {
+            const int64_t j = col * tileRowBytes + i;
+            if (j >= step) break;
+            f(t, static_cast<size_t>(tileRow + i), static_cast<size_t>(imageRow + j));
+          }
+        }
+    }
+}
+
+TestImage TileServer::toPlain() const {
+  TestImage plain = base_.clone();
+  copyTo(plain.get());
+  return plain;
+}
+
+void TileServer::copyTo(VrnImage* plain) const {
+  forEachMappedByte([&](size_t t, size_t tileOff, size_t imageOff) {
+    plain->imageData[imageOff] = tiles_[t][tileOff];
+  });
+}
+
+void TileServer::withholdRequest(int k) { withholdAt_ = requests_ + k; }
+
+std::string TileServer::callsText() const {
+  std::string s;
+  for (const Call& c : calls_) {
+    if (!s.empty()) s += " ";
+    s += callText(c);
+  }
+  return s;
+}
+
+void TileServer::clearLog() {
+  calls_.clear();
+  violations_.clear();
+}
+
+void TileServer::violation(const std::string& text) {
+  violations_.push_back((name_.empty() ? "" : name_ + ": ") + text + " [calls: " + callsText() + "]");
+}
+
+void TileServer::checkReleasedCopy(int index, const char* when) {
+  const std::vector<char>& copy = released_[static_cast<size_t>(index)];
+  if (copy.empty()) return;
+  if (std::memcmp(copy.data(), tiles_[static_cast<size_t>(index)], copy.size()) != 0)
+    violation("tile " + tileName(index % cols_, index / cols_) + " was written after its RELEASE (seen " +
+              when + ")");
+}
+
+void TileServer::callback(const VrnImage* image, int col, int row, int mode) {
+  auto* self = static_cast<TileServer*>(image->tileInfo->id);
+  self->serve(image, col, row, mode);
+  if (self->observer) self->observer(self->calls_.back());
+}
+
+void TileServer::serve(const VrnImage* image, int col, int row, int mode) {
+  const bool request = mode == VRN_TILE_READ || mode == VRN_TILE_WRITE;
+  const bool withhold = request && requests_ == withholdAt_;
+  calls_.push_back(Call{image, col, row, mode, gSequence.fetch_add(1), withhold});
+  if (image != image_) violation("the callback was given a record other than the tiled image");
+  if (failed_) violation("call after a failed request");
+  if (col < 0 || col >= cols_ || row < 0 || row >= rows_) {
+    violation("tile " + tileName(col, row) + " out of range");
+    image_->tileInfo->tileData = nullptr;
+    return;
+  }
+  const int index = row * cols_ + col;
+  if (request) {
+    ++requests_;
+    if (withhold) {
+      failed_ = true;
+      image_->tileInfo->tileData = nullptr;
+      return;
+    }
+    if (openIndex_ >= 0)
+      violation("tile " + tileName(col, row) + " requested while " +
+                tileName(openIndex_ % cols_, openIndex_ / cols_) + " is open");
+    checkReleasedCopy(index, "at its next request");
+    released_[static_cast<size_t>(index)].clear();
+    openIndex_ = index;
+    openMode_ = mode;
+    if (mode == VRN_TILE_READ)
+      openCopy_.assign(tiles_[static_cast<size_t>(index)], tiles_[static_cast<size_t>(index)] + tileSize_);
+    image_->tileInfo->tileData = tiles_[static_cast<size_t>(index)];
+    return;
+  }
+  if (mode != VRN_TILE_RELEASE) {
+    violation("unknown mode " + std::to_string(mode));
+    return;
+  }
+  if (openIndex_ != index) {
+    violation("RELEASE of " + tileName(col, row) + " which is not open");
+    return;
+  }
+  char* data = tiles_[static_cast<size_t>(index)];
+  if (openMode_ == VRN_TILE_READ && std::memcmp(openCopy_.data(), data, openCopy_.size()) != 0)
+    violation("tile " + tileName(col, row) + " opened for READ was written");
+  released_[static_cast<size_t>(index)].assign(data, data + tileSize_);
+  openIndex_ = -1;
+}
+
+testing::AssertionResult TileServer::checkProtocol(bool failureExpected) {
+  if (openIndex_ >= 0 && !failed_ && !failureExpected)
+    violation("tile " + tileName(openIndex_ % cols_, openIndex_ / cols_) + " left open");
+  for (int i = 0; i < cols_ * rows_; ++i)
+    if (i != openIndex_) checkReleasedCopy(i, "at the end");
+  if (violations_.empty()) return testing::AssertionSuccess();
+  testing::AssertionResult r = testing::AssertionFailure();
+  for (const std::string& v : violations_) r << v << "\n";
+  return r;
+}
+
+std::string mergedCallsText(std::initializer_list<const TileServer*> servers) {
+  struct Item {
+    uint64_t seq;
+    std::string text;
+  };
+  std::vector<Item> items;
+  for (const TileServer* s : servers)
+    for (const TileServer::Call& c : s->calls()) items.push_back({c.seq, s->name() + ":" + callText(c)});
+  std::sort(items.begin(), items.end(), [](const Item& a, const Item& b) { return a.seq < b.seq; });
+  std::string text;
+  for (const Item& i : items) {
+    if (!text.empty()) text += " ";
+    text += i.text;
+  }
+  return text;
+}
+
+}  // namespace vrntest
