@@ -199,7 +199,8 @@ int runDemo(int argc, char** argv) {
     if (op.params == 1) params[0] = std::atoi(op.demoParams);
     VrnImage* sources[2] = {pattern.record, second.record};
     const std::string what = op.inputs == 2 ? std::string(op.summary) + ", B a smaller pattern (" + op.libraryCall + ")"
-                                            : std::string(op.summary) + " " + op.demoParams + " (" + op.libraryCall + ")";
+                                            : std::string(op.summary) + (*op.demoParams ? std::string(" ") + op.demoParams : "") + " (" +
+                                                  op.libraryCall + ")";
     ok = gallery.add(std::string("jaehne_") + op.name + ".bmp", what, [&](const std::string& p) {
       Image result;
       beginLibraryCall();

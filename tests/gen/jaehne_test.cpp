@@ -6,33 +6,10 @@
 #include <cstring>
 #include <string>
 
+#include "support/report_catcher.h"
 #include "vrn.h"
 
 namespace {
-
-struct Report {
-  int status = 0;
-  std::string func, context;
-  int count = 0;
-};
-Report g_report;
-
-int catchReport(int status, const char* func, const char* context, const char*, int) {
-  g_report.status = status;
-  g_report.func = func ? func : "";
-  g_report.context = context ? context : "";
-  ++g_report.count;
-  return status;
-}
-
-class ReportScope {
- public:
-  ReportScope() : old_(vrnRedirectError(catchReport)) { g_report = Report{}; }
-  ~ReportScope() { vrnRedirectError(old_); }
-
- private:
-  VrnErrorHandler old_;
-};
 
 struct Owned {
   VrnImage* p;
@@ -181,13 +158,10 @@ TEST(Jaehne, ReportsSizeBeforeDepth) {
       {static_cast<int>(0x80000001u), 5, 5, VRN_StsBadDepth, "Incorrect depth value in the image header"},
   };
   for (const BadCall& b : calls) {
-    ReportScope scope;
+    vrntest::ReportCatcher catcher;
     EXPECT_EQ(vrnCreateImageJaehne(b.depth, b.width, b.height), nullptr);
-    EXPECT_EQ(g_report.count, 1);
-    EXPECT_EQ(g_report.status, b.status);
     EXPECT_EQ(vrnGetErrStatus(), b.status);
-    EXPECT_EQ(g_report.func, "vrnCreateImageJaehne");
-    EXPECT_EQ(g_report.context, b.context);
+    EXPECT_TRUE(vrntest::expectReport(catcher, b.status, "vrnCreateImageJaehne", b.context));
   }
 }
 

@@ -247,7 +247,7 @@ TEST_F(VrnTool, BadArgumentsExitTwoWithOneLine) {
 TEST_F(VrnTool, EveryCommandExplainsItself) {
   const ToolRun top = run("--help");
   EXPECT_EQ(top.code, 0);
-  for (const char* cmd : {"info", "convert", "jaehne", "add", "or", "demo"}) {
+  for (const char* cmd : {"info", "convert", "jaehne", "add", "or", "and", "xor", "not", "demo"}) {
     EXPECT_NE(top.out.find(std::string("  ") + cmd + " "), std::string::npos) << cmd;
     const ToolRun r = run(std::string(cmd) + " --help");
     EXPECT_EQ(r.code, 0) << cmd;
