@@ -5,6 +5,7 @@
 // double and each value is converted once at the end.
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 
 #include "core/report.h"
 #include "core/traits.h"
@@ -35,7 +36,9 @@ constexpr JaehneScale scaleOf(DepthIndex d) {
 }
 
 // Calls put(row, x, value) for every pixel with the pattern value already
-// scaled for the depth.
+// scaled for the depth.  The pattern is symmetric in x and in y (the same
+// squares go into the same sine), so one quadrant is computed: each value is
+// put at x and at its mirror column, and the lower rows copy the upper ones.
 template <class Put>
 void walkPattern(VrnImage* image, JaehneScale k, Put&& put) {
   const int width = image->width, height = image->height;
@@ -43,15 +46,20 @@ void walkPattern(VrnImage* image, JaehneScale k, Put&& put) {
   const long double yc = (height - 1) * 0.5L;
   const long double factor =
       static_cast<long double>(6.283185307179586) * (1.0L / (4.0L * static_cast<long double>(height)));
-  for (int y = 0; y < height; ++y) {
-    char* row = image->imageData + static_cast<int64_t>(y) * image->widthStep;
+  const int64_t step = image->widthStep;
+  for (int y = 0; y < (height + 1) / 2; ++y) {
+    char* row = image->imageData + y * step;
     const long double dy = y - yc;
-    for (int x = 0; x < width; ++x) {
+    for (int x = 0; x < (width + 1) / 2; ++x) {
       const long double dx = x - xc;
       const long double s = std::sin((dx * dx + dy * dy) * factor);
-      put(row, x, (s + k.offset) * k.scale);
+      const long double v = (s + k.offset) * k.scale;
+      put(row, x, v);
+      put(row, width - 1 - x, v);
     }
   }
+  for (int y = (height + 1) / 2; y < height; ++y)
+    std::memcpy(image->imageData + y * step, image->imageData + (height - 1 - y) * step, static_cast<size_t>(step));
 }
 
 void fillPattern(VrnImage* image, DepthIndex d) {
