@@ -13,6 +13,7 @@ namespace {
 
 template <class T>
 struct CopyAct {
+  static constexpr bool kJoinRows = true;
   void block(T* d, const T* s, size_t n) const { std::memmove(d, s, n * sizeof(T)); }
   void one(T* d, const T* s) const { *d = *s; }
 };

@@ -15,6 +15,8 @@ namespace vrn {
 // Works the samples of a cell with an action on type T (of the sample size):
 //   act.block(T* d, T* s, size_t n)   a contiguous run
 //   act.one(T* d, T* s)               one sample
+//   Act::kJoinRows                    whether rows without padding between
+//                                     them may be worked as one block
 // s is null when the cell has no source.
 template <class T, class Act>
 void cellRows(const CopyCell& c, const CopyLayout& l, const Act& act) {
@@ -26,6 +28,15 @@ void cellRows(const CopyCell& c, const CopyLayout& l, const Act& act) {
     char* s = hasSrc ? src.data + p * src.planeStep : nullptr;
     char* d = dst.data + p * dst.planeStep;
     const uint8_t* m = c.mask.row;
+    // Rows without padding between them are one block.
+    const size_t rowSamples = l.planeOrder ? static_cast<size_t>(c.width)
+                              : l.run      ? static_cast<size_t>(c.width) * dst.nChannels
+                                           : 0;
+    const ptrdiff_t rowBytes = static_cast<ptrdiff_t>(rowSamples * sizeof(T));
+    if (Act::kJoinRows && !m && rowSamples && dst.step == rowBytes && (!hasSrc || src.step == rowBytes)) {
+      act.block(reinterpret_cast<T*>(d), reinterpret_cast<T*>(s), rowSamples * c.height);
+      continue;
+    }
     for (int y = 0; y < c.height; ++y, s += srcStep, d += dst.step) {
       T* dt = reinterpret_cast<T*>(d);
       T* st = reinterpret_cast<T*>(s);

@@ -13,6 +13,7 @@ namespace {
 
 template <class T>
 struct SwapAct {
+  static constexpr bool kJoinRows = true;
   void block(T* d, T* s, size_t n) const { std::swap_ranges(d, d + n, s); }
   void one(T* d, T* s) const { std::swap(*d, *s); }
 };

@@ -7,10 +7,10 @@
 #include <hwy/highway.h>
 
 #include "arith/logic_rules.h"
-#include "core/packed_rows-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace vrn::HWY_NAMESPACE {
+namespace hn = hwy::HWY_NAMESPACE;
 
 struct VecAnd {
   using Scalar = AndOp;
@@ -27,6 +27,22 @@ struct VecXor {
   template <class V>
   static HWY_INLINE V Vec(V a, V b) { return hn::Xor(a, b); }
 };
+
+// a op b, two vectors a pass, then the scalar definition for the tail.
+template <class Op>
+HWY_INLINE void BytesRow(const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n) {
+  const hn::ScalableTag<uint8_t> d8;
+  const size_t lanes = hn::Lanes(d8);
+  size_t i = 0;
+  for (; i + 2 * lanes <= n; i += 2 * lanes) {
+    const auto a0 = hn::LoadU(d8, a + i), a1 = hn::LoadU(d8, a + i + lanes);
+    const auto b0 = hn::LoadU(d8, b + i), b1 = hn::LoadU(d8, b + i + lanes);
+    hn::StoreU(Op::Vec(a0, b0), d8, d + i);
+    hn::StoreU(Op::Vec(a1, b1), d8, d + i + lanes);
+  }
+  for (; i + lanes <= n; i += lanes) hn::StoreU(Op::Vec(hn::LoadU(d8, a + i), hn::LoadU(d8, b + i)), d8, d + i);
+  byteRowScalar<typename Op::Scalar>(a + i, b + i, d + i, n - i);
+}
 
 // s against the word's bytes; vectors hold a whole number of words, so byte i
 // of the run meets byte i mod 4 of the word.
@@ -49,9 +65,9 @@ HWY_INLINE void WordRow(const uint8_t* s, uint8_t* d, size_t n, uint32_t word) {
   wordRowScalar<typename Op::Scalar>(s + i, d + i, n - i, word);
 }
 
-void AndBytes(const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n) { BinaryRow<uint8_t, VecAnd>(a, b, d, n); }
-void OrBytes(const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n) { BinaryRow<uint8_t, VecOr>(a, b, d, n); }
-void XorBytes(const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n) { BinaryRow<uint8_t, VecXor>(a, b, d, n); }
+void AndBytes(const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n) { BytesRow<VecAnd>(a, b, d, n); }
+void OrBytes(const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n) { BytesRow<VecOr>(a, b, d, n); }
+void XorBytes(const uint8_t* a, const uint8_t* b, uint8_t* d, size_t n) { BytesRow<VecXor>(a, b, d, n); }
 void AndWord(const uint8_t* s, uint8_t* d, size_t n, uint32_t w) { WordRow<VecAnd>(s, d, n, w); }
 void OrWord(const uint8_t* s, uint8_t* d, size_t n, uint32_t w) { WordRow<VecOr>(s, d, n, w); }
 void XorWord(const uint8_t* s, uint8_t* d, size_t n, uint32_t w) { WordRow<VecXor>(s, d, n, w); }

@@ -17,6 +17,7 @@ namespace {
 
 template <class T>
 struct FillAct {
+  static constexpr bool kJoinRows = false;
   T value;
   void block(T* d, const T*, size_t n) const {
     if constexpr (sizeof(T) == 1)

@@ -267,6 +267,7 @@ TEST(CopyTiles, CopySetAndExchangeOnTiles) {
     EXPECT_EQ(region(out, 0, 0, 50, 30), region(d, 0, 0, 50, 30));
     // Both tiled: exchange swaps through the two tile grids.
     VrnImage* s0 = vrnCloneImage(s);
+    vrnDeleteROI(s0->roi);
     s0->roi = nullptr;
     vrnExchange(ts.image(), td.image());
     vrnExchange(s, d);

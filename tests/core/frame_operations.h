@@ -54,6 +54,13 @@ struct FrameOperation {
 inline const std::vector<FrameOperation>& frameOperations() {
   static const std::vector<FrameOperation> operations = {
       {"vrnAdd", 2, kIntAndFloatDepths, [](auto a, auto b, auto d) { vrnAdd(a, b, d); }},
+      {"vrnAnd", 2, kIntDepths | kDepth1U, [](auto a, auto b, auto d) { vrnAnd(a, b, d); }},
+      {"vrnOr", 2, kIntDepths | kDepth1U, [](auto a, auto b, auto d) { vrnOr(a, b, d); }},
+      {"vrnXor", 2, kIntDepths | kDepth1U, [](auto a, auto b, auto d) { vrnXor(a, b, d); }},
+      {"vrnAndS", 1, kIntDepths | kDepth1U, [](auto s, auto d) { vrnAndS(s, d, 0x5AA5F00Fu); }},
+      {"vrnOrS", 1, kIntDepths | kDepth1U, [](auto s, auto d) { vrnOrS(s, d, 0x12345681u); }},
+      {"vrnXorS", 1, kIntDepths | kDepth1U, [](auto s, auto d) { vrnXorS(s, d, 0xC3C3C3C3u); }},
+      {"vrnNot", 1, kIntDepths | kDepth1U, [](auto s, auto d) { vrnNot(s, d); }},
   };
   return operations;
 }
