@@ -108,6 +108,11 @@ bool encodeImage(const std::string& path, VrnImage* image, const WriteOptions& o
   if (options.rle && bits != 8 && bits != 4)
     return fail(path, "--rle needs --bits 8 or --bits 4, not " + std::to_string(bits)), false;
 
+  if (bits == 1 && options.dither != VRN_DITHER_NONE && image->nChannels != 1)
+    return fail(path, "a colour image cannot be dithered to 1 bit (the dither works per channel); "
+                      "write it without --dither, or with --bits 4 or 8"),
+           false;
+
   // Colour table: keep the source's if it fits, else fixed or median cut.
   const uint32_t room = bits <= 8 ? 1u << bits : 0;
   const uint8_t* keep = nullptr;
