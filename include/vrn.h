@@ -252,6 +252,11 @@ VRN_API int64_t vrnGetKestrelCounter(void);
 /* Sets mode and constant (clamped to the depth) on the sides named by border. */
 VRN_API void vrnSetBorderMode(VrnImage* image, int mode, int border, int constVal);
 
+/* Box filter: each pixel becomes the mean of the nCols x nRows box whose
+ * (anchorX, anchorY) it is; values beyond the edges by the border modes. */
+VRN_API void vrnBlur(VrnImage* srcImage, VrnImage* dstImage, int nCols, int nRows, int anchorX,
+                     int anchorY);
+
 /* ------------------------------------------------------------------------ */
 /* Arithmetic                                                                */
 /* ------------------------------------------------------------------------ */

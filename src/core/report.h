@@ -6,3 +6,6 @@
 #include "vrn.h"
 
 #define VRN_REPORT(status, func, text) ::vrnError((status), (func), (text), __FILE_NAME__, __LINE__)
+
+// A report whose source name is fixed by the operation rather than the file.
+#define VRN_REPORT_FROM(source, status, func, text) ::vrnError((status), (func), (text), (source), __LINE__)

@@ -115,7 +115,7 @@ struct RowPlan {
   LineEnd left, right;
 };
 
-RowPlan planRow(const VrnImage* image, int64_t y) {
+inline RowPlan planRow(const VrnImage* image, int64_t y) {
   const int64_t height = image->height;
   auto band = [&](int side) {
     const int mode = image->borderMode[side] & 3;
@@ -208,14 +208,21 @@ struct ByteSink {
   const unsigned char (*constants)[64];
 
   const char* at(int64_t s) const { return src + (s - originX) * srcStride; }
+  // One unit repeated len times; short runs (the usual few border pixels)
+  // byte by byte, long ones by doubling copies.
+  void spread(char* q, const char* p, int64_t len) {
+    if (len * unit <= 64) {
+      for (int64_t k = 0; k < len; ++k, q += unit)
+        for (int64_t b = 0; b < unit; ++b) q[b] = p[b];
+      return;
+    }
+    std::memcpy(q, p, static_cast<size_t>(unit));
+    replicateUnit(q, unit, len);
+  }
   void fill(int64_t d, int64_t len, int side) {
-    std::memcpy(dst + d * unit, constants[side], static_cast<size_t>(unit));
-    replicateUnit(dst + d * unit, unit, len);
+    spread(dst + d * unit, reinterpret_cast<const char*>(constants[side]), len);
   }
-  void repeat(int64_t d, int64_t len, int64_t s) {
-    std::memcpy(dst + d * unit, at(s), static_cast<size_t>(unit));
-    replicateUnit(dst + d * unit, unit, len);
-  }
+  void repeat(int64_t d, int64_t len, int64_t s) { spread(dst + d * unit, at(s), len); }
   void copy(int64_t d, int64_t len, int64_t s) {
     if (srcStride == unit) {
       std::memcpy(dst + d * unit, at(s), static_cast<size_t>(len * unit));
@@ -419,17 +426,18 @@ char* ownGetBorderedRegion(const VrnImage* image, int x, int y, int w, int h, in
   const bool widePixel = lay.unit > 64;
   for (int p = 0; p < lay.planes(); ++p) {
     char* plane = out.get() + p * planeBytes;
-    RowPlan previous{};
+    int64_t previousKey = INT64_MIN;  // how the row before was made
     for (int64_t r = 0; r < h; ++r) {
       const RowPlan plan = planRow(image, y + r);
       char* dst = plane + r * stride;
-      // Rows made the same way as the row before are copies of it.
-      if (r > 0 && plan.constant == previous.constant && plan.side == previous.side &&
-          plan.source == previous.source) {
+      // Rows made the same way as the row before are copies of it: a constant
+      // row is keyed by its side, an image row by its stored row and band.
+      const int64_t key = plan.constant ? -1 - plan.side : plan.source * 4 + (plan.side + 1);
+      if (key == previousKey) {
         std::memcpy(dst, dst - stride, static_cast<size_t>(rowBytes));
         continue;
       }
-      previous = plan;
+      previousKey = key;
       if (plan.constant) {
         if (widePixel) {
           for (int64_t i = 0; i < samples; ++i) std::memcpy(dst + i * sampleBytes, constants[plan.side], sampleBytes);

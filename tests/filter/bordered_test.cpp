@@ -17,41 +17,8 @@ namespace {
 const int kDepths[] = {VRN_DEPTH_1U, VRN_DEPTH_8U, VRN_DEPTH_8S, VRN_DEPTH_16U,
                        VRN_DEPTH_16S, VRN_DEPTH_32S, VRN_DEPTH_32F};
 
-long long mapRef(long long i, long long n, int mode) {
-  if (mode == VRN_BORDER_REPLICATE) return i < 0 ? 0 : (i >= n ? n - 1 : i);
-  if (mode == VRN_BORDER_REFLECT) {
-    long long m = ((i % (2 * n)) + 2 * n) % (2 * n);
-    return m < n ? m : 2 * n - 1 - m;
-  }
-  return ((i % n) + n) % n;
-}
-
-// The expected sample at image position (x, y), channel c.
 double expected(const VrnImage* im, const VrnImage* pixels, long long x, long long y, int c) {
-  const int code = (y < 0 ? 1 : 0) | (y >= im->height ? 2 : 0) | (x < 0 ? 4 : 0) | (x >= im->width ? 8 : 0);
-  if (code == 0) return filtertest::sampleValue(pixels, static_cast<int>(x), static_cast<int>(y), c);
-  const int side = (code & 1) ? 0 : (code & 2) ? 1 : (code & 4) ? 2 : 3;
-  const int mode = im->borderMode[side] & 3;
-  if (mode == VRN_BORDER_CONSTANT) {
-    const int k = im->borderConst[side];
-    switch (im->depth) {
-      case VRN_DEPTH_1U: return k & 1;
-      case VRN_DEPTH_8U: return static_cast<uint8_t>(k);
-      case VRN_DEPTH_8S: return static_cast<int8_t>(k);
-      case VRN_DEPTH_16U: return static_cast<uint16_t>(k);
-      case VRN_DEPTH_16S: return static_cast<int16_t>(k);
-      case VRN_DEPTH_32S: return k;
-      default: return static_cast<float>(k);
-    }
-  }
-  long long sx = x, sy = y;
-  if (side <= 1) {
-    sy = mapRef(y, im->height, mode);
-    sx = mapRef(x, im->width, mode);
-  } else {
-    sx = mapRef(x, im->width, mode);
-  }
-  return filtertest::sampleValue(pixels, static_cast<int>(sx), static_cast<int>(sy), c);
+  return filtertest::borderedValue(im, pixels, x, y, c);
 }
 
 // A sample of the region buffer, laid out like the image.
