@@ -17,13 +17,12 @@ const std::vector<Operation>& operations() {
        [](VrnImage* const* s, VrnImage* d, const int*) { vrnXor(s[0], s[1], d); }, ""},
       {"not", "OUT = NOT IN, every bit inverted", 1, 0, "vrnNot",
        [](VrnImage* const* s, VrnImage* d, const int*) { vrnNot(s[0], d); }, ""},
-      // Switched on when their families land:
+      {"blur", "OUT = mean over a WxH box centred on each pixel", 1, 2, "vrnBlur",
+       [](VrnImage* const* s, VrnImage* d, const int* p) { vrnBlur(s[0], d, p[0], p[1], p[0] / 2, p[1] / 2); },
+       "9x9"},
+      // Switched on when its family lands:
       // {"sub", "OUT = A - B, saturated at 0", 2, 0, "vrnSubtract",
       //  [](VrnImage* const* s, VrnImage* d, const int*) { vrnSubtract(s[0], s[1], d); }, ""},
-      // {"blur", "OUT = mean over a WxH box around each pixel", 1, 2, "vrnBlur",
-      //  [](VrnImage* const* s, VrnImage* d, const int* p) {
-      //    vrnBlur(s[0], d, p[0], p[1], p[0] / 2, p[1] / 2);
-      //  }, "9x9"},
   };
   return table;
 }

@@ -231,6 +231,8 @@ TEST_F(VrnTool, BadArgumentsExitTwoWithOneLine) {
       {"jaehne OUT --depth 32f", "a BMP file cannot hold depth 32f"},
       {"add IN OUT", "vrn add: expects 3 arguments, got 2"},
       {"demo a b", "vrn demo: expects at most one directory"},
+      {"blur IN OUT 3", "vrn blur: expects a size WxH, not '3'"},
+      {"blur IN OUT", "vrn blur: expects 3 arguments, got 2"},
   };
   for (const BadArgs& c : cases) {
     std::string args = c.args;
@@ -247,7 +249,7 @@ TEST_F(VrnTool, BadArgumentsExitTwoWithOneLine) {
 TEST_F(VrnTool, EveryCommandExplainsItself) {
   const ToolRun top = run("--help");
   EXPECT_EQ(top.code, 0);
-  for (const char* cmd : {"info", "convert", "jaehne", "add", "or", "and", "xor", "not", "demo"}) {
+  for (const char* cmd : {"info", "convert", "jaehne", "add", "or", "and", "xor", "not", "blur", "demo"}) {
     EXPECT_NE(top.out.find(std::string("  ") + cmd + " "), std::string::npos) << cmd;
     const ToolRun r = run(std::string(cmd) + " --help");
     EXPECT_EQ(r.code, 0) << cmd;
@@ -321,6 +323,8 @@ TEST_F(VrnTool, GoodFilesRoundTrip) {
   EXPECT_FALSE(fs::exists(path("c1.bmp")));
   r = run("add " + pattern + " " + pattern + " " + path("sum.bmp"));
   EXPECT_EQ(r.code, 0) << r.err;
+  r = run("blur " + pattern + " " + path("blur.bmp") + " 5x3");
+  EXPECT_EQ(r.code, 0) << r.err;
   // A library refusal: gray plus colour differ in channels.
   r = run("add " + pattern + " " + path("colour.bmp") + " " + path("bad.bmp"));
   EXPECT_EQ(r.code, 1);
@@ -334,7 +338,7 @@ TEST_F(VrnTool, DemoWritesItsGallery) {
   const ToolRun r = run("demo " + path("gallery"));
   ASSERT_EQ(r.code, 0) << r.err;
   EXPECT_NE(r.out.find("read back: identical"), std::string::npos) << r.out;
-  for (const char* f : {"jaehne.bmp", "jaehne_1bit_fs.bmp", "jaehne_median16.bmp", "jaehne_add.bmp"}) {
+  for (const char* f : {"jaehne.bmp", "jaehne_1bit_fs.bmp", "jaehne_median16.bmp", "jaehne_add.bmp", "jaehne_blur.bmp"}) {
     EXPECT_TRUE(fs::exists(path("gallery") + "/" + f)) << f;
     EXPECT_EQ(run("info " + path("gallery") + "/" + f).code, 0) << f;
   }
