@@ -108,6 +108,8 @@ bool encodeImage(const std::string& path, VrnImage* image, const WriteOptions& o
   if (options.rle && bits != 8 && bits != 4)
     return fail(path, "--rle needs --bits 8 or --bits 4, not " + std::to_string(bits)), false;
 
+  if (image->depth == VRN_DEPTH_1U && options.dither != VRN_DITHER_NONE)
+    return fail(path, "a 1-bit image has two levels and nothing to dither; write it without --dither"), false;
   if (bits == 1 && options.dither != VRN_DITHER_NONE && image->nChannels != 1)
     return fail(path, "a colour image cannot be dithered to 1 bit (the dither works per channel); "
                       "write it without --dither, or with --bits 4 or 8"),

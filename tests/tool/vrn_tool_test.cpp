@@ -321,6 +321,10 @@ TEST_F(VrnTool, GoodFilesRoundTrip) {
   EXPECT_EQ(r.code, 1);
   EXPECT_NE(r.err.find("a colour image cannot be dithered to 1 bit"), std::string::npos) << r.err;
   EXPECT_FALSE(fs::exists(path("c1.bmp")));
+  r = run("convert " + bilevel + " " + path("d.bmp") + " --bits 4 --dither fs");
+  EXPECT_EQ(r.code, 1);
+  EXPECT_NE(r.err.find("a 1-bit image has two levels and nothing to dither"), std::string::npos) << r.err;
+  EXPECT_FALSE(fs::exists(path("d.bmp")));
   r = run("add " + pattern + " " + pattern + " " + path("sum.bmp"));
   EXPECT_EQ(r.code, 0) << r.err;
   r = run("blur " + pattern + " " + path("blur.bmp") + " 5x3");
