@@ -410,6 +410,10 @@ VRN_API int vrnConvertToDIBSep(VrnImage* image, BITMAPINFOHEADER* dibHeader, voi
 /* Generators                                                                */
 /* ------------------------------------------------------------------------ */
 
+/* A new one-channel test image (gray, top origin, align 32) holding a circular
+ * chirp about the centre, scaled to depth; null after a report on failure. */
+VRN_API VrnImage* vrnCreateImageJaehne(int depth, int width, int height);
+
 #ifdef __cplusplus
 }
 #endif
