@@ -115,7 +115,6 @@ int runDemo(int argc, char** argv) {
   }
   if (args.positional.size() > 1) return usageError("demo", "expects at most one directory");
   const std::string dir = args.positional.empty() ? "vrn-demo" : args.positional[0];
-  if (!libraryHasDib()) return fail(dir, "this build of the library has no DIB functions");
   if (!makeDirectory(dir)) return kExitFailed;
 
   constexpr int kSide = 512;

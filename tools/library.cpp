@@ -1,14 +1,10 @@
 // Library calls of the tool: reports become one-line messages, and BMP files
 // become images through vrnTranslateDIB and images BMP files through
-// vrnConvertToDIB.  The DIB functions are weak references, so that the tool
-// still runs (and says what is missing) against a library built without them.
+// vrnConvertToDIB.
 #include "library.h"
 
 #include <cstdio>
 #include <cstring>
-
-#pragma weak vrnTranslateDIB
-#pragma weak vrnConvertToDIB
 
 namespace vrntool {
 
@@ -61,7 +57,6 @@ bool endLibraryCall(const std::string& subject) {
   return false;
 }
 
-bool libraryHasDib() { return vrnTranslateDIB != nullptr && vrnConvertToDIB != nullptr; }
 
 Image::~Image() {
   if (record) vrnDeallocate(record, VRN_FREE_HEADER | VRN_FREE_DATA | VRN_FREE_ROI);
@@ -72,10 +67,6 @@ std::unique_ptr<Image> loadImage(const std::string& path) {
   std::string why;
   if (!readBmpFile(path, image->dib, why)) {
     fail(path, why);
-    return nullptr;
-  }
-  if (!vrnTranslateDIB) {
-    fail(path, "this build of the library has no DIB functions (vrnTranslateDIB)");
     return nullptr;
   }
   int cloned = 1;
@@ -103,7 +94,6 @@ int defaultBits(const VrnImage* image) {
 
 bool encodeImage(const std::string& path, VrnImage* image, const WriteOptions& options,
                  const PackedDib* paletteSource, std::vector<uint8_t>& dib) {
-  if (!vrnConvertToDIB) return fail(path, "this build of the library has no DIB functions (vrnConvertToDIB)"), false;
   const int bits = options.bits ? options.bits : defaultBits(image);
   if (options.rle && bits != 8 && bits != 4)
     return fail(path, "--rle needs --bits 8 or --bits 4, not " + std::to_string(bits)), false;

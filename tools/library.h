@@ -24,9 +24,6 @@ void beginLibraryCall();
 // report as one line about `subject` and returns false.
 bool endLibraryCall(const std::string& subject);
 
-// True when the library in use exports the DIB functions (an older build of
-// it may lack them).
-bool libraryHasDib();
 
 // An image record with the DIB whose pixels it may share.
 struct Image {

@@ -21,8 +21,8 @@ const std::vector<Operation>& operations() {
        [](VrnImage* const* s, VrnImage* d, const int* p) { vrnBlur(s[0], d, p[0], p[1], p[0] / 2, p[1] / 2); },
        "9x9"},
       // Switched on when its family lands:
-      // {"sub", "OUT = A - B, saturated at 0", 2, 0, "vrnSubtract",
-      //  [](VrnImage* const* s, VrnImage* d, const int*) { vrnSubtract(s[0], s[1], d); }, ""},
+      {"sub", "OUT = A - B, saturated at 0", 2, 0, "vrnSubtract",
+       [](VrnImage* const* s, VrnImage* d, const int*) { vrnSubtract(s[0], s[1], d); }, ""},
   };
   return table;
 }
