@@ -169,12 +169,12 @@ TEST(Blur, MasksOfSourceAndDestinationWriteOnlySetPixels) {
 TEST(Blur, InPlaceEqualsTwoImages) {
   for (int depth : kAllDepthWords) {
     TestImage a(ImageSpec(depth, 30, 10, depth == VRN_DEPTH_1U ? 1 : 3).seeded(8));
-    TestImage b = a.clone(), out(ImageSpec(a.spec()).seeded(9));
+    TestImage b = a.clone(), out = a.clone();
     vrnSetBorderMode(a, VRN_BORDER_WRAP, 15, 0);
     vrnSetBorderMode(b, VRN_BORDER_WRAP, 15, 0);
     vrnBlur(a, out, 3, 5, 1, 4);
     vrnBlur(b, b, 3, 5, 1, 4);
-    EXPECT_TRUE(samePixels(out, b)) << depthName(depth);
+    EXPECT_TRUE(sameBytes(out, b)) << depthName(depth);
   }
 }
 
