@@ -263,6 +263,30 @@ VRN_API void vrnBlur(VrnImage* srcImage, VrnImage* dstImage, int nCols, int nRow
 
 /* dst = A + B per sample, saturated by depth (32F plain sum); 1U goes to vrnOr. */
 VRN_API void vrnAdd(VrnImage* srcImageA, VrnImage* srcImageB, VrnImage* dstImage);
+/* dst = A - B per sample, saturated by depth; 1U is A AND NOT B. */
+VRN_API void vrnSubtract(VrnImage* srcImageA, VrnImage* srcImageB, VrnImage* dstImage);
+/* dst = A * B per sample, saturated by depth; 1U goes to vrnAnd. */
+VRN_API void vrnMultiply(VrnImage* srcImageA, VrnImage* srcImageB, VrnImage* dstImage);
+/* dst = src + value, saturated (1U to 32S; 32F has vrnAddSFP). */
+VRN_API void vrnAddS(VrnImage* srcImage, VrnImage* dstImage, int value);
+/* dst = src - value (flip 0) or value - src (flip not 0), saturated (1U to 32S). */
+VRN_API void vrnSubtractS(VrnImage* srcImage, VrnImage* dstImage, int value, int flip);
+/* dst = src * value, saturated (1U to 32S). */
+VRN_API void vrnMultiplyS(VrnImage* srcImage, VrnImage* dstImage, int value);
+/* dst = src + value on 32F images. */
+VRN_API void vrnAddSFP(VrnImage* srcImage, VrnImage* dstImage, float value);
+/* dst = src - value (flip 0) or value - src (flip not 0) on 32F images. */
+VRN_API void vrnSubtractSFP(VrnImage* srcImage, VrnImage* dstImage, float value, int flip);
+/* dst = src * value on 32F images. */
+VRN_API void vrnMultiplySFP(VrnImage* srcImage, VrnImage* dstImage, float value);
+/* dst = src << nShift, truncated to the depth (1U to 32S). */
+VRN_API void vrnLShiftS(VrnImage* srcImage, VrnImage* dstImage, unsigned int nShift);
+/* dst = src >> nShift: logical for unsigned depths, arithmetic for signed (1U to 32S). */
+VRN_API void vrnRShiftS(VrnImage* srcImage, VrnImage* dstImage, unsigned int nShift);
+/* dst = src * src, saturated (all depths). */
+VRN_API void vrnSquare(VrnImage* srcImage, VrnImage* dstImage);
+/* dst = |src|: 8S/16S minimum gives maximum, 32S minimum stays; unsigned depths copy. */
+VRN_API void vrnAbs(VrnImage* srcImage, VrnImage* dstImage);
 
 /* ------------------------------------------------------------------------ */
 /* Logic                                                                     */
@@ -304,9 +328,79 @@ VRN_API void vrnSetFP(VrnImage* image, float fillValue);
 /* Bit reduction                                                             */
 /* ------------------------------------------------------------------------ */
 
+/* ditherType of vrnReduceBits (and dither of vrnConvertToDIB). */
+#define VRN_DITHER_NONE 1     /* truncation to the destination depth */
+#define VRN_DITHER_FS 2       /* Floyd-Steinberg error diffusion */
+#define VRN_DITHER_JJH 4      /* Jarvis-Judice-Ninke error diffusion */
+#define VRN_DITHER_STUCKEY 8  /* Stucki error diffusion */
+#define VRN_DITHER_BAYER 16   /* ordered dither on a 4 by 4 matrix */
+
+/* Lowers srcImage (8U, 16U or 32S) to `levels` levels in dstImage (1U, 8U, 16U
+ * or 32S, no deeper than the source), whole images, ROIs ignored; noise 0..100
+ * per cent jitters the thresholds (seeded anew at each call).  Channels are
+ * those of the source but alpha; the common width and height are processed.
+ * A depth pair outside the supported ones is reported with VRN_StsBadArg and
+ * "Unsupported pair of depths". */
+VRN_API void vrnReduceBits(VrnImage* srcImage, VrnImage* dstImage, int noise, int ditherType,
+                           int levels);
+
 /* ------------------------------------------------------------------------ */
 /* Bitmap (DIB) interchange                                                  */
 /* ------------------------------------------------------------------------ */
+
+/* biCompression values. */
+#define BI_RGB 0       /* uncompressed rows */
+#define BI_RLE8 1      /* run-length coded, 8 bits a pixel */
+#define BI_RLE4 2      /* run-length coded, 4 bits a pixel */
+#define BI_BITFIELDS 3 /* 16 or 32 bits a pixel with red, green, blue masks */
+
+/* The 40-byte header of an in-memory device-independent bitmap (little-endian).
+ * A packed DIB is this header, then the colour table (blue, green, red, 0 per
+ * entry; for BI_BITFIELDS the red, green, blue masks come first), then rows of
+ * ((biWidth * biBitCount + 31) / 32) * 4 bytes. */
+typedef struct BITMAPINFOHEADER {
+  uint32_t biSize;         /* 40 */
+  int32_t biWidth;         /* pixels in a row */
+  int32_t biHeight;        /* rows; positive = bottom-up, negative = top-down */
+  uint16_t biPlanes;       /* 1 */
+  uint16_t biBitCount;     /* 1, 4, 8, 16, 24 or 32 */
+  uint32_t biCompression;  /* BI_RGB, BI_RLE8, BI_RLE4 or BI_BITFIELDS */
+  uint32_t biSizeImage;    /* bytes of an RLE stream; 0 = not bounded */
+  int32_t biXPelsPerMeter; /* not used */
+  int32_t biYPelsPerMeter; /* not used */
+  uint32_t biClrUsed;      /* colour table entries; 0 = the default for the bit count */
+  uint32_t biClrImportant; /* not used */
+} BITMAPINFOHEADER;
+
+/* Readers.  An RLE stream is read no further than biSizeImage bytes when that
+ * is not 0; a stream that ends before its end-of-bitmap command is reported
+ * with VRN_StsBadArg and "Incorrect format of BI_RLE8 DIB (unexpected end of
+ * data)" (BI_RLE4 likewise).  A BI_BITFIELDS mask of 0 is reported with
+ * VRN_StsBadArg and "Zero colour mask in BI_BITFIELDS DIB"; a colour table of
+ * one entry given to vrnTranslateDIB with VRN_StsBadArg and "Colour table of
+ * one entry".  Colour table indices beyond the table's entries read black. */
+
+/* A new image for the packed DIB dib: sharing its pixels (*cloneData = 0; the
+ * caller keeps dib alive) for 1-bit gray, 8-bit gray, 24- and 32-bit DIBs,
+ * else a plane-order copy (*cloneData = 1).  Null on failure. */
+VRN_API VrnImage* vrnTranslateDIB(BITMAPINFOHEADER* dib, int* cloneData);
+/* Fills image (allocated first if it has no data) from the packed DIB dib. */
+VRN_API void vrnConvertFromDIB(const BITMAPINFOHEADER* dib, VrnImage* image);
+/* vrnConvertFromDIB with the pixels (or RLE stream) at dibData, the colour
+ * table behind dibHeader; 0 or a status. */
+VRN_API int vrnConvertFromDIBSep(const BITMAPINFOHEADER* dibHeader, const void* dibData,
+                                 VrnImage* image);
+/* Writes image into the packed DIB whose header the caller filled in:
+ * dither is a VRN_DITHER_* value, paletteConversion 0 keeps the colour table,
+ * 1 writes a fixed one, 2 builds a median-cut one; BI_RLE8 and BI_RLE4 are
+ * compressed in place (biCompression falls to BI_RGB when that does not
+ * shrink the rows). */
+VRN_API void vrnConvertToDIB(VrnImage* image, BITMAPINFOHEADER* dib, int dither,
+                             int paletteConversion);
+/* vrnConvertToDIB with the pixels written at dibData, the colour table behind
+ * dibHeader; 0 or a status. */
+VRN_API int vrnConvertToDIBSep(VrnImage* image, BITMAPINFOHEADER* dibHeader, void* dibData,
+                               int dither, int paletteConversion);
 
 /* ------------------------------------------------------------------------ */
 /* Filters                                                                   */

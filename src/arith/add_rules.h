@@ -1,7 +1,8 @@
-// The sample rule of addition: the exact sum clamped to the depth's range;
-// 32F is a plain single-precision sum.
+// The sample rule of addition: the exact sum clamped to the depth's range
+// (32S by the signs); 32F is a plain single-precision sum.
 #pragma once
 
+#include "arith/arith_rules.h"
 #include "core/rules.h"
 #include "core/traits.h"
 
@@ -12,6 +13,8 @@ struct AddDef {
   static T apply(T a, T b) {
     if constexpr (DepthTraits<T>::isFloat)
       return a + b;
+    else if constexpr (sizeof(T) == 4)
+      return addSigned32(a, b);
     else
       return saturate<T>(static_cast<typename DepthTraits<T>::Wide>(a) + b);
   }

@@ -170,7 +170,11 @@ bool Frame::prepare(VrnImage* srcA, VrnImage* srcB, VrnImage* dst) {
   return mergeMasks(srcA->maskROI, srcB->maskROI, dst->maskROI);
 }
 
-bool Frame::prepare(VrnImage* src, VrnImage* dst) {
+const char* Frame::sameChannelCount(const VrnImage* src, const VrnImage* dst) {
+  return channelCount(src) != channelCount(dst) ? "(nChSrc != nChDst)" : nullptr;
+}
+
+bool Frame::prepare(VrnImage* src, VrnImage* dst, ChannelCheck channels) {
   twoSources_ = false;
   for (const VrnImage* image : {src, dst}) {
     const int status = vrnCheckImageHeader(image);
@@ -184,8 +188,8 @@ bool Frame::prepare(VrnImage* src, VrnImage* dst) {
     failed = "(srcImage->depth != dstImage->depth)";
   else if (src->dataOrder != dst->dataOrder)
     failed = "(srcImage->dataOrder != dstImage->dataOrder)";
-  else if (channelCount(src) != channelCount(dst))
-    failed = "(nChSrc != nChDst)";
+  else
+    failed = channels(src, dst);
   if (failed) {
     VRN_REPORT(VRN_StsBadArg, func_, failed);
     return false;

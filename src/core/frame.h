@@ -98,8 +98,11 @@ class Frame {
   // channel comparisons, mask merging.  False when the call ends here
   // (reported, or silently for an empty merged mask).
   bool prepare(VrnImage* srcA, VrnImage* srcB, VrnImage* dst);
-  // One source, with the one-source texts.
-  bool prepare(VrnImage* src, VrnImage* dst);
+  // One source, with the one-source texts.  `channels` is the channel rule:
+  // the failed condition's text, or null (the common rule by default).
+  using ChannelCheck = const char* (*)(const VrnImage* src, const VrnImage* dst);
+  static const char* sameChannelCount(const VrnImage* src, const VrnImage* dst);
+  bool prepare(VrnImage* src, VrnImage* dst, ChannelCheck channels = &sameChannelCount);
 
   DepthIndex depth() const { return depthIndex(args_.dst->depth); }
   const char* func() const { return func_; }

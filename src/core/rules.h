@@ -44,4 +44,52 @@ bool runBinaryRule(Frame& frame) {
   return ok;
 }
 
+
+// A one-source rule with a constant of its own (a value, a shift count; an
+// unused int where the rule has none).  Def gives `using Sample`, `using
+// Constant` and `static Sample apply(Sample s, Constant c)`; the packed row,
+// if any, takes the same constant.
+template <class T, class C>
+using UnaryRowFn = void (*)(const T* s, T* d, size_t n, C constant);
+
+template <class T, class C>
+struct UnaryParams {
+  C constant;
+  UnaryRowFn<T, C> packed;
+};
+
+template <class Def>
+struct UnaryRule {
+  using Sample = typename Def::Sample;
+  using Constant = typename Def::Constant;
+  static constexpr int kSources = 1;
+  Constant constant{};
+  UnaryRowFn<Sample, Constant> packed = nullptr;
+
+  explicit UnaryRule(const void* params) {
+    if (!params) return;
+    const auto& p = *static_cast<const UnaryParams<Sample, Constant>*>(params);
+    constant = p.constant;
+    packed = p.packed;
+  }
+  Sample operator()(Sample s) const { return Def::apply(s, constant); }
+  void row(const Sample* s, Sample* d, size_t n) const {
+    if (packed) {
+      packed(s, d, n, constant);
+      return;
+    }
+    for (size_t i = 0; i < n; ++i) d[i] = Def::apply(s[i], constant);
+  }
+};
+
+// Runs a one-source rule on a prepared frame with its constant and packed
+// row (or null).
+template <class Def>
+bool runUnaryRule(Frame& frame, typename Def::Constant constant,
+                  UnaryRowFn<typename Def::Sample, typename Def::Constant> packed = nullptr) {
+  using Rule = UnaryRule<Def>;
+  const UnaryParams<typename Def::Sample, typename Def::Constant> params{constant, packed};
+  return frame.run(&plainKernel<Rule>, &maskedKernel<Rule>, &params);
+}
+
 }  // namespace vrn

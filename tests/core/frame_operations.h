@@ -63,6 +63,23 @@ inline const std::vector<FrameOperation>& frameOperations() {
       {"vrnNot", 1, kIntDepths | kDepth1U, [](auto s, auto d) { vrnNot(s, d); }},
       {"vrnCopy", 1, kAllDepths, [](auto s, auto d) { vrnCopy(s, d); }},
       {"vrnBlur", 1, kDepth1U | kDepth8U | kDepth8S | kDepth16U | kDepth16S, [](auto s, auto d) { vrnBlur(s, d, 5, 3, 2, 1); }, kNoInPlace},
+      {"vrnSubtract", 2, kAllDepths, [](auto a, auto b, auto d) { vrnSubtract(a, b, d); }},
+      {"vrnMultiply", 2, kAllDepths, [](auto a, auto b, auto d) { vrnMultiply(a, b, d); }},
+      {"vrnAddS", 1, kIntDepths | kDepth1U, [](auto s, auto d) { vrnAddS(s, d, 37); }},
+      {"vrnSubtractS", 1, kIntDepths | kDepth1U, [](auto s, auto d) { vrnSubtractS(s, d, 21, 0); }},
+      {"vrnSubtractSFlip", 1, kIntDepths | kDepth1U, [](auto s, auto d) { vrnSubtractS(s, d, 300, 1); }},
+      {"vrnMultiplyS", 1, kIntDepths | kDepth1U, [](auto s, auto d) { vrnMultiplyS(s, d, 3); }},
+      {"vrnAddSFP", 1, kDepth32F, [](auto s, auto d) { vrnAddSFP(s, d, 1.5f); }},
+      {"vrnSubtractSFP", 1, kDepth32F, [](auto s, auto d) { vrnSubtractSFP(s, d, 2.25f, 1); }},
+      {"vrnMultiplySFP", 1, kDepth32F, [](auto s, auto d) { vrnMultiplySFP(s, d, -0.5f); }},
+      {"vrnLShiftS", 1, kIntDepths, [](auto s, auto d) { vrnLShiftS(s, d, 3); }},
+      {"vrnRShiftS", 1, kIntDepths, [](auto s, auto d) { vrnRShiftS(s, d, 2); }},
+      {"vrnSquare", 1, kAllDepths, [](auto s, auto d) { vrnSquare(s, d); }},
+      {"vrnAbs", 1, kDepth8S | kDepth16S | kDepth32S | kDepth32F, [](auto s, auto d) { vrnAbs(s, d); }},
+      {"vrnReduceBitsFS", 1, kDepth8U | kDepth16U | kDepth32S,
+       [](auto a, auto d) { vrnReduceBits(a, d, 0, VRN_DITHER_FS, 7); }, kNoInPlace | kNoMasks},
+      {"vrnReduceBitsBayer", 1, kDepth8U | kDepth16U,
+       [](auto a, auto d) { vrnReduceBits(a, d, 0, VRN_DITHER_BAYER, 5); }, kNoInPlace | kNoMasks},
   };
   return operations;
 }
