@@ -1,324 +1,251 @@
 // Copy, set and exchange through the library's entry points: their own
 // rectangle and status rules, channels and alpha, masks (the 1-bit logic
-// routes among them) and reports.
+// routes among them), tiles and reports.
 #include <gtest/gtest.h>
 
-#include "tests/arith/logic_helpers.h"
-
-using namespace logictest;
+#include "support/checks.h"
+#include "support/report_catcher.h"
+#include "support/tile_server.h"
 
 namespace {
 
+using namespace vrntest;
+
+const int kSampleSizes[] = {VRN_DEPTH_1U, VRN_DEPTH_8U, VRN_DEPTH_16S, VRN_DEPTH_32F};
+
+int channelsFor(int depth, int n) { return depth == VRN_DEPTH_1U ? 1 : n; }
+
 TEST(Copy, CopiesEveryDepthAndLayout) {
-  Reports reports;
-  for (int depth : {VRN_DEPTH_8U, VRN_DEPTH_8S, VRN_DEPTH_16U, VRN_DEPTH_16S, VRN_DEPTH_32S, VRN_DEPTH_32F}) {
+  for (int depth : kAllDepthWords)
     for (int order : {VRN_DATA_ORDER_PIXEL, VRN_DATA_ORDER_PLANE}) {
-      VrnImage* s = makeImage(depth, 3, 23, 4, 0, order, 4, 1);
-      VrnImage* d = makeImage(depth, 3, 23, 4, 0, order, 8, 2);
+      if (depth == VRN_DEPTH_1U && order) continue;
+      const ImageSpec spec = ImageSpec(depth, 23, 4, channelsFor(depth, 3)).order(order);
+      const TestImage s(ImageSpec(spec).seeded(1));
+      TestImage d(ImageSpec(spec).aligned(8).seeded(2));
+      ReportCatcher catcher;
       vrnCopy(s, d);
-      const int rowBytes = 23 * 3 * (depth & VRN_DEPTH_MASK) / 8;
-      const int rows = order == VRN_DATA_ORDER_PLANE ? 12 : 4;
-      for (int y = 0; y < rows; ++y)
-        ASSERT_EQ(0, std::memcmp(s->imageData + y * s->widthStep, d->imageData + y * d->widthStep,
-                                 order == VRN_DATA_ORDER_PLANE ? rowBytes / 3 : rowBytes));
-      freeImage(s);
-      freeImage(d);
+      EXPECT_NO_REPORT(catcher);
+      EXPECT_TRUE(sameSamples(s, Rect{0, 0, 23, 4}, d, 0, 0)) << depthName(depth) << " order " << order;
     }
-  }
-  EXPECT_TRUE(reports.all().empty());
 }
 
-TEST(Copy, StaleStatusMakesCopyDoNothing) {
-  Reports reports;
-  VrnImage* s = makeImage(VRN_DEPTH_8U, 1, 16, 4, 0, 0, 4, 1);
-  VrnImage* d = makeImage(VRN_DEPTH_8U, 1, 16, 4, 0, 0, 4, 2);
-  VrnImage* f = makeImage(VRN_DEPTH_32F, 1, 16, 4);
+TEST(Copy, StaleStatusMakesCopyAndExchangeDoNothing) {
+  const TestImage s(ImageSpec(VRN_DEPTH_8U, 16, 4)), f(ImageSpec(VRN_DEPTH_32F, 16, 4));
+  TestImage d(ImageSpec(VRN_DEPTH_8U, 16, 4).seeded(2));
+  const Snapshot before = snapshot(d);
+  ReportCatcher catcher;
   vrnAnd(f, f, f);  // fails and leaves -5
   ASSERT_EQ(vrnGetErrStatus(), -5);
-  const auto before = bytesOf(d);
   vrnCopy(s, d);
   vrnExchange(s, d);
-  EXPECT_EQ(bytesOf(d), before);
-  EXPECT_EQ(reports.all().size(), 1u);
+  EXPECT_TRUE(sameBytes(before, d));
+  EXPECT_EQ(catcher.count(), 1u);
   vrnSetErrStatus(0);
   vrnCopy(s, d);
-  EXPECT_EQ(bytesOf(d), bytesOf(s));
-  for (VrnImage* im : {s, d, f}) freeImage(im);
+  EXPECT_TRUE(sameBytes(s, d));
 }
 
 TEST(Set, ClampsAndKeepsAlpha) {
-  Reports reports;
-  VrnImage* rgba = makeImage(VRN_DEPTH_8U, 4, 10, 3, 4);
-  const auto before = bytesOf(rgba);
+  TestImage rgba(ImageSpec(VRN_DEPTH_8U, 10, 3, 4).withAlpha());
+  Snapshot before = snapshot(rgba);
+  ReportCatcher catcher;
   vrnSet(rgba, 300);
-  for (int y = 0; y < 3; ++y)
-    for (int x = 0; x < 10; ++x) {
-      for (int c = 0; c < 3; ++c) ASSERT_EQ(at<uint8_t>(rgba, x, y, c), 255);
-      ASSERT_EQ(at<uint8_t>(rgba, x, y, 3), before[y * rgba->widthStep + x * 4 + 3]);
-    }
-  rgba->roi = vrnCreateROI(4, 0, 0, 10, 3);
+  EXPECT_TRUE(onlyRectChanged(before, rgba, 10, 3));
+  for (int i = 0; i < 30; ++i)
+    for (int c = 0; c < 3; ++c) ASSERT_EQ(sampleAt(rgba, i % 10, i / 10, c), 255);
+  rgba.setRoi(true, VrnROI{4, 0, 0, 10, 3});  // the COI selects alpha
+  before = snapshot(rgba);
   vrnSet(rgba, -5);
-  for (int x = 0; x < 10; ++x) {
-    EXPECT_EQ(at<uint8_t>(rgba, x, 1, 3), 0);
-    EXPECT_EQ(at<uint8_t>(rgba, x, 1, 0), 255);
-  }
-  VrnImage* f = makeImage(VRN_DEPTH_32F, 2, 7, 3);
+  EXPECT_TRUE(onlyRectChanged(before, rgba, 10, 3));
+  for (int x = 0; x < 10; ++x) EXPECT_EQ(sampleAt(rgba, x, 1, 3), 0);
+  TestImage f(ImageSpec(VRN_DEPTH_32F, 7, 3, 2));
   vrnSetFP(f, 1.5f);
-  for (int i = 0; i < 14; ++i) EXPECT_EQ(at<uint32_t>(f, i / 2, 2, i % 2), 0x3FC00000u);
-  EXPECT_EQ(f->depth, VRN_DEPTH_32F);
-  EXPECT_TRUE(reports.all().empty());
-  freeImage(rgba);
-  freeImage(f);
+  for (int i = 0; i < 14; ++i) EXPECT_EQ(sampleAt(f, i / 2, 2, i % 2), 1.5);
+  EXPECT_NO_REPORT(catcher);
 }
 
-}  // namespace
-
-namespace {
-
 TEST(Copy, DepthAndOriginMismatchGiveTwoReports) {
-  VrnImage* s = makeImage(VRN_DEPTH_8U, 1, 8, 8);
-  VrnImage* d = makeImage(VRN_DEPTH_16U, 1, 8, 8, 0, 0, 4, 2, VRN_ORIGIN_BOTTOM);
-  const auto before = bytesOf(d);
+  const TestImage s(ImageSpec(VRN_DEPTH_8U, 8, 8));
+  TestImage d(ImageSpec(VRN_DEPTH_16U, 8, 8).bottomUp().seeded(2));
+  const Snapshot before = snapshot(d);
   for (auto call : {vrnCopy, vrnExchange}) {
-    Reports reports;
+    ReportCatcher catcher;
     call(s, d);
-    ASSERT_EQ(reports.all().size(), 2u);
-    EXPECT_EQ(reports.all()[0].context, "srcImage->depth != dstImage->depth");
-    EXPECT_EQ(reports.all()[1].context, "srcImage->origin != dstImage->origin");
-    EXPECT_EQ(reports.all()[1].status, -5);
-    EXPECT_EQ(bytesOf(d), before);
+    ASSERT_EQ(catcher.count(), 2u);
+    EXPECT_EQ(catcher.reports()[0].context, "srcImage->depth != dstImage->depth");
+    EXPECT_TRUE(expectLastReport(catcher, -5, catcher.last().funcName, "srcImage->origin != dstImage->origin"));
+    EXPECT_TRUE(sameBytes(before, d));
   }
-  freeImage(s);
-  freeImage(d);
 }
 
 TEST(Copy, ReportsOfTheFamily) {
-  VrnImage* rgb = makeImage(VRN_DEPTH_8U, 3, 8, 8);
-  VrnImage* gray = makeImage(VRN_DEPTH_8U, 1, 8, 8);
-  VrnImage* f = makeImage(VRN_DEPTH_32F, 1, 8, 8);
-  struct Case {
-    void (*run)(VrnImage*, VrnImage*, VrnImage*);
+  const TestImage rgb(ImageSpec(VRN_DEPTH_8U, 8, 8, 3)), gray(ImageSpec(VRN_DEPTH_8U, 8, 8));
+  const TestImage f(ImageSpec(VRN_DEPTH_32F, 8, 8));
+  const struct {
+    std::function<void()> run;
     int status;
     const char *func, *context;
   } cases[] = {
-      {[](VrnImage* a, VrnImage* b, VrnImage*) { vrnCopy(a, b); }, -5, "vrnCopy",
+      {[&] { vrnCopy(rgb, gray); }, -5, "vrnCopy",
        "Number of processed channels of srcImage != Number of processed channels of dstImage"},
-      {[](VrnImage*, VrnImage* b, VrnImage*) { vrnCopy(nullptr, b); }, -9, "vrnCopy", "Incorrect Image"},
-      {[](VrnImage*, VrnImage*, VrnImage* c) { vrnSet(c, 1); }, -17, "vrnSet",
-       "You should use vrnSetFP for this image"},
-      {[](VrnImage* a, VrnImage*, VrnImage*) { vrnSetFP(a, 1.0f); }, -17, "vrnSetFP",
-       "You should use vrnSet for this image"},
-      {[](VrnImage*, VrnImage*, VrnImage*) { vrnSetFP(nullptr, 1.0f); }, -5, "vrnSetFP", "dstImage==0"},
+      {[&] { vrnCopy(nullptr, gray); }, -9, "vrnCopy", "Incorrect Image"},
+      {[&] { vrnSet(f, 1); }, -17, "vrnSet", "You should use vrnSetFP for this image"},
+      {[&] { vrnSetFP(rgb, 1.0f); }, -17, "vrnSetFP", "You should use vrnSet for this image"},
+      {[&] { vrnSetFP(nullptr, 1.0f); }, -5, "vrnSetFP", "dstImage==0"},
   };
-  for (const Case& c : cases) {
-    Reports reports;
-    c.run(rgb, gray, f);
-    ASSERT_EQ(reports.all().size(), 1u) << c.context;
-    EXPECT_EQ(reports.all()[0].status, c.status);
-    EXPECT_EQ(reports.all()[0].func, c.func);
-    EXPECT_EQ(reports.all()[0].context, c.context);
+  for (const auto& c : cases) {
+    ReportCatcher catcher;
+    c.run();
+    EXPECT_REPORT(catcher, c.status, c.func, c.context);
   }
-  for (VrnImage* im : {rgb, gray, f}) freeImage(im);
 }
 
 TEST(Copy, RectangleRuleAndChannels) {
-  Reports reports;
-  VrnImage* s = makeImage(VRN_DEPTH_16S, 4, 12, 6, 4, 0, 4, 1);  // RGBA
-  VrnImage* d = makeImage(VRN_DEPTH_16S, 3, 20, 9, 0, 0, 8, 2);  // RGB, larger
-  const auto before = bytesOf(d);
+  const TestImage s(ImageSpec(VRN_DEPTH_16S, 12, 6, 4).withAlpha());                 // RGBA
+  TestImage d(ImageSpec(VRN_DEPTH_16S, 20, 9, 3).aligned(8).seeded(2).withRoi(0, 20, 0, 5, 5));  // RGB, larger
+  Snapshot before = snapshot(d);
+  ReportCatcher catcher;
   // A ROI starting at the edge ends the call silently.
-  d->roi = vrnCreateROI(0, 20, 0, 5, 5);
   vrnCopy(s, d);
   vrnSet(d, 7);
   vrnExchange(s, d);
-  EXPECT_EQ(bytesOf(d), before);
+  EXPECT_TRUE(sameBytes(before, d));
   // RGBA to RGB: three processed channels each; the rectangle is 12 x 6 at (4, 2).
-  vrnSetROI(d->roi, 0, 4, 2, 100, 100);
+  d.setRoi(true, VrnROI{0, 4, 2, 100, 100});
   vrnCopy(s, d);
-  for (int y = 0; y < 9; ++y)
-    for (int x = 0; x < 20; ++x)
-      for (int c = 0; c < 3; ++c) {
-        const bool inside = x >= 4 && y >= 2 && x < 16 && y < 8;
-        const int16_t old = reinterpret_cast<const int16_t*>(before.data() + y * d->widthStep)[x * 3 + c];
-        ASSERT_EQ(at<int16_t>(d, x, y, c), inside ? at<int16_t>(s, x - 4, y - 2, c) : old);
-      }
+  EXPECT_TRUE(onlyRectChanged(before, d, Rect{4, 2, 12, 6}, {0, 1, 2}));
+  EXPECT_TRUE(sameSamples(s, Rect{0, 0, 12, 6}, d, 4, 2, {0, 1, 2}));
   // A COI on each side: channel 4 (alpha) of the source into channel 2.
-  s->roi = vrnCreateROI(4, 0, 0, 12, 6);
-  vrnSetROI(d->roi, 2, 0, 0, 3, 1);
-  vrnCopy(s, d);
-  EXPECT_EQ(at<int16_t>(d, 2, 0, 1), at<int16_t>(s, 2, 0, 3));
-  EXPECT_TRUE(reports.all().empty());
-  freeImage(s);
-  freeImage(d);
+  TestImage coiSrc = s.clone();
+  coiSrc.setRoi(true, VrnROI{4, 0, 0, 12, 6});
+  d.setRoi(true, VrnROI{2, 0, 0, 3, 1});
+  before = snapshot(d);
+  vrnCopy(coiSrc, d);
+  EXPECT_TRUE(onlyRectChanged(before, d, Rect{0, 0, 3, 1}, {1}));
+  EXPECT_TRUE(sameSamples(s, Rect{0, 0, 3, 1}, d, 0, 0, {3}, {1}));
+  EXPECT_NO_REPORT(catcher);
 }
 
 TEST(Copy, MaskedCopyEveryDepthAndOneBit) {
-  Reports reports;
-  for (int depth : {VRN_DEPTH_1U, VRN_DEPTH_8U, VRN_DEPTH_16U, VRN_DEPTH_32F}) {
-    for (int order : {VRN_DATA_ORDER_PIXEL, VRN_DATA_ORDER_PLANE}) {
-      const int ch = depth == VRN_DEPTH_1U ? 1 : 3;
-      VrnImage* s = makeImage(depth, ch, 37, 5, 0, order, 4, 1);
-      VrnImage* d = makeImage(depth, ch, 37, 5, 0, order, 4, 2);
-      VrnImage* m1 = makeImage(VRN_DEPTH_1U, 1, 40, 5, 0, 0, 4, 3);
-      VrnImage* m2 = makeImage(VRN_DEPTH_1U, 1, 40, 5, 0, 0, 4, 4);
-      VrnImage* before = vrnCloneImage(d);
-      s->roi = vrnCreateROI(0, 3, 1, 30, 4);
-      d->roi = vrnCreateROI(0, 5, 0, 30, 5);
-      m2->roi = vrnCreateROI(0, 2, 1, 38, 4);
-      for (int masks = 1; masks <= 2; ++masks) {
-        s->maskROI = m1;
-        d->maskROI = masks == 2 ? m2 : nullptr;
-        vrnCopy(s, d);
-        s->maskROI = d->maskROI = nullptr;
-        for (int y = 0; y < 5; ++y)
-          for (int x = 0; x < 37; ++x) {
-            const bool inside = x >= 5 && x < 35 && y < 4;
-            const bool on = inside && bit(m1, x - 5, y) && (masks == 1 || bit(m2, x - 5 + 2, y + 1));
-            ASSERT_EQ(region(d, x, y, 1, 1), on ? region(s, x - 2, y + 1, 1, 1) : region(before, x, y, 1, 1))
-                << depth << " " << order << " " << masks << " " << x << " " << y;
-          }
-        vrnCopy(before, d);  // back to the start (both ROIs from d)
-        vrnDeleteROI(d->roi);
-        d->roi = nullptr;
-        vrnCopy(before, d);
-        d->roi = vrnCreateROI(0, 5, 0, 30, 5);
+  const MaskSpec srcMask{40, 5, 4, false, {}, 0.5, 3}, dstMask{40, 5, 4, true, VrnROI{0, 2, 1, 38, 4}, 0.5, 4};
+  for (int depth : kSampleSizes)
+    for (int order : {VRN_DATA_ORDER_PIXEL, VRN_DATA_ORDER_PLANE})
+      for (bool both : {false, true}) {
+        if (depth == VRN_DEPTH_1U && order) continue;
+        SCOPED_TRACE(testing::Message() << depthName(depth) << " order " << order << " both " << both);
+        const ImageSpec spec = ImageSpec(depth, 37, 5, channelsFor(depth, 3)).order(order);
+        const TestImage s(ImageSpec(spec).withRoi(0, 3, 1, 30, 4).withMask(srcMask));
+        const TestImage plainSrc(ImageSpec(spec).withRoi(0, 3, 1, 30, 4));
+        ImageSpec dstSpec = ImageSpec(spec).seeded(2).withRoi(0, 5, 0, 30, 5);
+        TestImage plain(dstSpec), masked(both ? dstSpec.withMask(dstMask) : dstSpec);
+        const Snapshot before = snapshot(masked);
+        ReportCatcher catcher;
+        vrnCopy(plainSrc, plain);
+        vrnCopy(s, masked);
+        EXPECT_NO_REPORT(catcher);
+        EXPECT_TRUE(maskedMatchesUnmasked(before, masked, plain, Rect{5, 0, 30, 4}, operatedChannels(masked),
+                                          mergedMaskBits({s.mask(), masked.mask()})));
       }
-      for (VrnImage* im : {s, d, m1, m2, before}) freeImage(im);
-    }
-  }
-  EXPECT_TRUE(reports.all().empty());
 }
 
 TEST(Set, OneBitAndMaskedOneBitRoute) {
-  Reports reports;
-  VrnImage* im = makeImage(VRN_DEPTH_1U, 1, 30, 3, 0, 0, 4, 1);
-  VrnImage* mask = makeImage(VRN_DEPTH_1U, 1, 30, 3, 0, 0, 4, 2);
-  const auto maskBytes = bytesOf(mask);
-  im->roi = vrnCreateROI(0, 3, 0, 20, 3);
-  const auto before = bytesOf(im);
+  const MaskSpec maskSpec{30, 3, 4, false, {}, 0.5, 2};
+  const ImageSpec spec = ImageSpec(VRN_DEPTH_1U, 30, 3).withRoi(0, 3, 0, 20, 3);
+  TestImage im(spec);
+  Snapshot before = snapshot(im);
+  ReportCatcher catcher;
   vrnSet(im, 5);  // clamped to 1
-  for (int y = 0; y < 3; ++y)
-    for (int x = 0; x < 30; ++x)
-      ASSERT_EQ(bit(im, x, y), (x >= 3 && x < 23) ? true : bool((before[y * im->widthStep + x / 8] >> (7 - x % 8)) & 1));
+  EXPECT_TRUE(onlyRectChanged(before, im, 20, 3));
+  for (int i = 0; i < 60; ++i) ASSERT_EQ(sampleAt(im, 3 + i % 20, i / 20), 1);
   for (int value : {0, 1}) {
-    VrnImage* ref = vrnCloneImage(im);
-    im->maskROI = mask;
-    vrnSet(im, value);
-    EXPECT_EQ(im->maskROI, mask);
-    EXPECT_EQ(bytesOf(mask), maskBytes);  // inverted and restored
-    for (int y = 0; y < 3; ++y)
-      for (int x = 0; x < 30; ++x) {
-        const bool inside = x >= 3 && x < 23;
-        ASSERT_EQ(bit(im, x, y), inside && bit(mask, x - 3, y) ? bool(value) : bit(ref, x, y));
-      }
-    im->maskROI = nullptr;
-    freeImage(ref);
+    TestImage masked(ImageSpec(spec).withMask(maskSpec)), plain(spec);
+    const VrnImage* mask = masked.mask();
+    const Snapshot maskBytes = snapshot(mask);
+    before = snapshot(masked);
+    vrnSet(masked, value);
+    vrnSet(plain, value);
+    EXPECT_EQ(masked->maskROI, mask);
+    EXPECT_TRUE(sameBytes(maskBytes, mask));  // inverted and restored
+    EXPECT_TRUE(maskedMatchesUnmasked(before, masked, plain, Rect{3, 0, 20, 3}, {0}, mergedMaskBits({mask})));
   }
-  EXPECT_TRUE(reports.all().empty());
-  freeImage(im);
-  freeImage(mask);
+  EXPECT_NO_REPORT(catcher);
 }
 
 TEST(Exchange, SwapsEveryDepthWithMask) {
-  Reports reports;
+  const MaskSpec maskSpec{29, 4, 4, false, {}, 0.5, 3};
   for (int depth : {VRN_DEPTH_1U, VRN_DEPTH_8S, VRN_DEPTH_32S}) {
-    const int ch = depth == VRN_DEPTH_1U ? 1 : 2;
-    VrnImage* a = makeImage(depth, ch, 29, 4, 0, 0, 4, 1);
-    VrnImage* b = makeImage(depth, ch, 29, 4, 0, 0, 8, 2);
-    VrnImage* mask = makeImage(VRN_DEPTH_1U, 1, 29, 4, 0, 0, 4, 3);
-    VrnImage* a0 = vrnCloneImage(a);
-    VrnImage* b0 = vrnCloneImage(b);
-    a->roi = vrnCreateROI(0, 1, 0, 20, 4);
-    b->roi = vrnCreateROI(0, 6, 0, 20, 4);
+    SCOPED_TRACE(depthName(depth));
+    const ImageSpec spec(depth, 29, 4, channelsFor(depth, 2));
+    TestImage a(ImageSpec(spec).seeded(1).withRoi(0, 1, 0, 20, 4));
+    TestImage b(ImageSpec(spec).aligned(8).seeded(2).withRoi(0, 6, 0, 20, 4));
+    const TestImage a0 = a.clone(), b0 = b.clone();
+    ReportCatcher catcher;
     vrnExchange(a, b);
-    for (int y = 0; y < 4; ++y)
-      for (int x = 0; x < 20; ++x) {
-        ASSERT_EQ(region(a, x + 1, y, 1, 1), region(b0, x + 6, y, 1, 1));
-        ASSERT_EQ(region(b, x + 6, y, 1, 1), region(a0, x + 1, y, 1, 1));
-      }
-    EXPECT_EQ(region(a, 0, 0, 1, 4), region(a0, 0, 0, 1, 4));
-    b->maskROI = mask;
-    vrnExchange(a, b);  // swaps back where the mask is set
-    b->maskROI = nullptr;
-    for (int y = 0; y < 4; ++y)
-      for (int x = 0; x < 20; ++x)
-        ASSERT_EQ(region(a, x + 1, y, 1, 1), bit(mask, x, y) ? region(a0, x + 1, y, 1, 1) : region(b0, x + 6, y, 1, 1));
-    for (VrnImage* im : {a, b, mask, a0, b0}) freeImage(im);
+    EXPECT_TRUE(onlyRectChanged(snapshot(a0), a, 20, 4));
+    EXPECT_TRUE(onlyRectChanged(snapshot(b0), b, 20, 4));
+    EXPECT_TRUE(sameSamples(b0, Rect{6, 0, 20, 4}, a, 1, 0));
+    EXPECT_TRUE(sameSamples(a0, Rect{1, 0, 20, 4}, b, 6, 0));
+    // Masked on b: swaps back where the mask is set.
+    TestImage maskedB(ImageSpec(spec).aligned(8).seeded(2).withRoi(0, 6, 0, 20, 4).withMask(maskSpec));
+    vrnCopy(b, maskedB);
+    const Snapshot beforeA = snapshot(a), beforeB = snapshot(maskedB);
+    vrnExchange(a, maskedB);
+    EXPECT_NO_REPORT(catcher);
+    const MaskBits bits = mergedMaskBits({maskedB.mask()});
+    EXPECT_TRUE(maskedMatchesUnmasked(beforeA, a, a0, Rect{1, 0, 20, 4}, operatedChannels(a), bits));
+    EXPECT_TRUE(maskedMatchesUnmasked(beforeB, maskedB, b0, Rect{6, 0, 20, 4}, operatedChannels(b), bits));
   }
-  EXPECT_TRUE(reports.all().empty());
 }
 
-TEST(CopyTiles, CopySetAndExchangeOnTiles) {
-  Reports reports;
+// Tiled copies are in the tiled == flat property table.
+TEST(CopyTiles, ExchangeAndSetOnTilesKeepTheProtocol) {
   for (int depth : {VRN_DEPTH_1U, VRN_DEPTH_8U, VRN_DEPTH_16S}) {
-    const int ch = depth == VRN_DEPTH_1U ? 1 : 3;
-    VrnImage* s = makeImage(depth, ch, 50, 30, 0, 0, 4, 1);
-    VrnImage* d = makeImage(depth, ch, 50, 30, 0, 0, 4, 2);
-    VrnImage* out = makeImage(depth, ch, 50, 30, 0, 0, 4, 3);
-    TileServer ts(s, 16, 8), td(d, 24, 16);
-    VrnROI sr{0, 3, 2, 40, 25}, dr{0, 7, 1, 40, 25};
-    s->roi = ts.image()->roi = &sr;
-    d->roi = td.image()->roi = &dr;
-    // Tiled source, plain destination; then plain source, tiled destination.
-    vrnCopy(ts.image(), out);
-    vrnCopy(s, td.image());
-    vrnCopy(s, d);
-    td.toPlain(out);
-    EXPECT_EQ(region(out, 0, 0, 50, 30), region(d, 0, 0, 50, 30));
-    // Both tiled: exchange swaps through the two tile grids.
-    VrnImage* s0 = vrnCloneImage(s);
-    vrnDeleteROI(s0->roi);
-    s0->roi = nullptr;
-    vrnExchange(ts.image(), td.image());
+    SCOPED_TRACE(depthName(depth));
+    const ImageSpec spec(depth, 50, 30, channelsFor(depth, 3));
+    TestImage s(ImageSpec(spec).seeded(1).withRoi(0, 3, 2, 40, 25));
+    TestImage d(ImageSpec(spec).seeded(2).withRoi(0, 7, 1, 40, 25));
+    TileServer ts(s, 16, 8, "S"), td(d, 24, 16, "D");
+    ReportCatcher catcher;
+    vrnExchange(ts, td);  // swaps through the two tile grids
     vrnExchange(s, d);
-    ts.toPlain(out);
-    EXPECT_EQ(region(out, 0, 0, 50, 30), region(s, 0, 0, 50, 30));
-    td.toPlain(out);
-    EXPECT_EQ(region(out, 0, 0, 50, 30), region(d, 0, 0, 50, 30));
-    EXPECT_EQ(region(d, 7, 1, 40, 25), region(s0, 3, 2, 40, 25));
-    for (const auto& c : ts.calls) EXPECT_NE(c[2], 0);
-    // Set on tiles.
-    vrnSet(td.image(), 9);
+    EXPECT_EQ(ts.callsText().find('R'), std::string::npos) << "exchange writes both images";
+    EXPECT_TRUE(sameBytes(s, ts.toPlain()));
+    EXPECT_TRUE(sameBytes(d, td.toPlain()));
+    vrnSet(td, 9);
     vrnSet(d, 9);
-    td.toPlain(out);
-    EXPECT_EQ(region(out, 0, 0, 50, 30), region(d, 0, 0, 50, 30));
-    s->roi = d->roi = ts.image()->roi = td.image()->roi = nullptr;
-    for (VrnImage* im : {s, d, out, s0}) freeImage(im);
+    EXPECT_TRUE(sameBytes(d, td.toPlain()));
+    EXPECT_NO_REPORT(catcher);
+    EXPECT_TRUE(ts.checkProtocol());
+    EXPECT_TRUE(td.checkProtocol());
   }
-  EXPECT_TRUE(reports.all().empty());
 }
 
-TEST(CopyTiles, ModesAndFailures) {
-  VrnImage* s = makeImage(VRN_DEPTH_8U, 1, 16, 8);
-  VrnImage* d = makeImage(VRN_DEPTH_8U, 1, 16, 8);
-  TileServer ts(s, 8, 8), td(d, 8, 8);
-  vrnCopy(ts.image(), td.image());
-  // Per band: source read, destination write; per column: release, then the next tile.
-  const std::vector<std::array<int, 3>> want = {{0, 0, 1}, {0, 0, 4}, {1, 0, 1}, {1, 0, 4}};
-  EXPECT_EQ(ts.calls, want);
-  ts.calls.clear();
-  td.calls.clear();
-  vrnExchange(ts.image(), td.image());
-  for (const auto& c : ts.calls) EXPECT_NE(c[2], VRN_TILE_READ);
-  for (const char* text : {"Error get tile to read", "Error get tile to write"}) {
-    Reports reports;
-    const bool read = std::string(text).find("read") != std::string::npos;
-    ts.withholdMode = read ? VRN_TILE_READ : 0;
-    td.withholdMode = read ? 0 : VRN_TILE_WRITE;
-    vrnCopy(ts.image(), td.image());
-    ASSERT_EQ(reports.all().size(), 1u);
-    EXPECT_EQ(reports.all()[0].status, -2);
-    EXPECT_EQ(reports.all()[0].context, text);
-  }
+TEST(CopyTiles, CallOrderAndWithheldTiles) {
+  const TestImage s(ImageSpec(VRN_DEPTH_8U, 16, 8)), d(ImageSpec(VRN_DEPTH_8U, 16, 8).seeded(2));
   {
-    Reports reports;
-    vrnSet(td.image(), 1);
-    ASSERT_EQ(reports.all().size(), 1u);
-    EXPECT_EQ(reports.all()[0].func, "vrnSet");
-    EXPECT_EQ(reports.all()[0].context, "Error get tile to write");
+    TileServer ts(s, 8, 8, "S"), td(d, 8, 8, "D");
+    vrnCopy(ts, td);
+    // Per band: source read, destination write; per column: release, then the next tile.
+    EXPECT_EQ(ts.callsText(), "R(0,0) X(0,0) R(1,0) X(1,0)");
   }
-  freeImage(s);
-  freeImage(d);
+  const struct {
+    int withheld;  // 0: the source's read, 1: the destination's write
+    std::function<void(VrnImage*, VrnImage*)> call;
+    const char *func, *context;
+  } cases[] = {
+      {0, [](VrnImage* a, VrnImage* b) { vrnCopy(a, b); }, "vrnCopy", "Error get tile to read"},
+      {1, [](VrnImage* a, VrnImage* b) { vrnCopy(a, b); }, "vrnCopy", "Error get tile to write"},
+      {1, [](VrnImage*, VrnImage* b) { vrnSet(b, 1); }, "vrnSet", "Error get tile to write"},
+  };
+  for (const auto& k : cases) {
+    TileServer ts(s, 8, 8, "S"), td(d, 8, 8, "D");
+    (k.withheld ? td : ts).withholdRequest(0);
+    ReportCatcher catcher;
+    k.call(ts, td);
+    EXPECT_REPORT(catcher, -2, k.func, k.context);
+    EXPECT_TRUE(ts.checkProtocol(true));
+    EXPECT_TRUE(td.checkProtocol(true));
+  }
 }
 
 }  // namespace

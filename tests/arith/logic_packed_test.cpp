@@ -1,86 +1,51 @@
 // The packed logic rows equal their per-sample definitions on every compiled
-// target, at every length up to a few vectors, at every misalignment, with a
-// sentinel after the end that must stay.
+// target (the shared packed == scalar check: lengths, misalignments,
+// sentinels, in place), and the constant is replicated by depth class.
 #include <gtest/gtest.h>
 
-#include <hwy/targets.h>
-
-#include <random>
-#include <vector>
-
 #include "arith/logic_rules.h"
-
-using namespace vrn;
+#include "support/checks.h"
 
 namespace {
 
-constexpr size_t kMaxLength = 3 * 64 + 7;  // a few AVX-512 vectors and a tail
-constexpr uint8_t kSentinel = 0xA5;
+using namespace vrn;
+using vrntest::packedMatchesScalar;
 
 template <class Op>
-void checkByteRows(const char* name) {
-  std::mt19937 rng(11);
-  std::vector<uint8_t> a(kMaxLength + 64), b(kMaxLength + 64), d(kMaxLength + 80);
-  for (int64_t target : hwy::SupportedAndGeneratedTargets()) {
-    hwy::SetSupportedTargetsForTest(target);
-    const ByteRowFn row = PackedLogic<Op>::bytes();
-    for (size_t n = 0; n <= kMaxLength; ++n)
-      for (size_t mis = 0; mis < 8; ++mis) {
-        for (auto& x : a) x = static_cast<uint8_t>(rng());
-        for (auto& x : b) x = static_cast<uint8_t>(rng());
-        std::fill(d.begin(), d.end(), kSentinel);
-        row(a.data() + mis, b.data() + (7 - mis), d.data() + mis, n);
-        for (size_t i = 0; i < n; ++i)
-          ASSERT_EQ(d[mis + i], Op::apply(a[mis + i], b[7 - mis + i]))
-              << name << " " << hwy::TargetName(target) << " n " << n << " i " << i;
-        for (size_t i = mis + n; i < d.size(); ++i) ASSERT_EQ(d[i], kSentinel);
-        for (size_t i = 0; i < mis; ++i) ASSERT_EQ(d[i], kSentinel);
-      }
-  }
-  hwy::SetSupportedTargetsForTest(0);
+void checkByteRow() {
+  vrntest::forEachTarget([](int64_t) {
+    EXPECT_TRUE(packedMatchesScalar<uint8_t>(PackedLogic<Op>::bytes(), [](uint8_t a, uint8_t b) { return Op::apply(a, b); }));
+  });
 }
 
-// The constant row, read as samples of T, equals s op (T)word per sample;
-// edge values of T are mixed in.
+// The constant row, read as samples of T, equals s op (T)word per sample.
 template <class Op, class T>
-void checkWordRows(const char* name, uint32_t word) {
-  std::mt19937 rng(12);
-  const size_t maxSamples = kMaxLength / sizeof(T) + 2;
-  std::vector<T> s(maxSamples + 8), d(maxSamples + 16);
-  const T edges[] = {T(0), T(~T(0)), T(T(1) << (8 * sizeof(T) - 1)), T(1)};
-  const T sentinel = static_cast<T>(0xA5A5A5A5u);
-  for (int64_t target : hwy::SupportedAndGeneratedTargets()) {
-    hwy::SetSupportedTargetsForTest(target);
+void checkWordRow(int depth, unsigned value) {
+  const uint32_t word = replicateConstant(depth, value);
+  vrntest::forEachTarget([&](int64_t) {
     const WordRowFn row = PackedLogic<Op>::word();
-    for (size_t n = 0; n <= maxSamples; ++n)
-      for (size_t mis = 0; mis < 4; ++mis) {
-        for (size_t i = 0; i < s.size(); ++i) s[i] = (i % 5 == 0) ? edges[i % 4] : static_cast<T>(rng());
-        std::fill(d.begin(), d.end(), sentinel);
-        row(reinterpret_cast<const uint8_t*>(s.data() + mis), reinterpret_cast<uint8_t*>(d.data() + mis),
-            n * sizeof(T), word);
-        for (size_t i = 0; i < n; ++i)
-          ASSERT_EQ(d[mis + i], Op::apply(s[mis + i], static_cast<T>(word)))
-              << name << " " << hwy::TargetName(target) << " n " << n;
-        for (size_t i = mis + n; i < d.size(); ++i) ASSERT_EQ(d[i], sentinel);
-        for (size_t i = 0; i < mis; ++i) ASSERT_EQ(d[i], sentinel);
-      }
-  }
-  hwy::SetSupportedTargetsForTest(0);
+    EXPECT_TRUE(packedMatchesScalar<T>(
+        [&](const T* s, T* d, size_t n) {
+          row(reinterpret_cast<const uint8_t*>(s), reinterpret_cast<uint8_t*>(d), n * sizeof(T), word);
+        },
+        [&](T s) { return Op::apply(s, static_cast<T>(word)); }))
+        << vrntest::depthName(depth) << " " << value;
+  });
 }
 
 TEST(LogicPacked, ByteRowsEqualTheDefinition) {
-  checkByteRows<AndOp>("and");
-  checkByteRows<OrOp>("or");
-  checkByteRows<XorOp>("xor");
+  checkByteRow<AndOp>();
+  checkByteRow<OrOp>();
+  checkByteRow<XorOp>();
 }
 
 TEST(LogicPacked, ConstantRowsEqualTheDefinitionPerDepthClass) {
-  checkWordRows<AndOp, uint8_t>("and8", replicateConstant(VRN_DEPTH_8U, 0x1F0));
-  checkWordRows<OrOp, uint8_t>("or1", replicateConstant(VRN_DEPTH_1U, 3));
-  checkWordRows<XorOp, uint16_t>("xor16", replicateConstant(VRN_DEPTH_16S, 0xABCD1234));
-  checkWordRows<AndOp, uint16_t>("and16", replicateConstant(VRN_DEPTH_16U, 0x8001));
-  checkWordRows<XorOp, uint32_t>("xor32", replicateConstant(VRN_DEPTH_32S, 0x80000001));
-  checkWordRows<OrOp, uint32_t>("or32", replicateConstant(VRN_DEPTH_32S, 0x00FF00F0));
+  checkWordRow<AndOp, uint8_t>(VRN_DEPTH_8U, 0x1F0);
+  checkWordRow<OrOp, uint8_t>(VRN_DEPTH_1U, 3);
+  checkWordRow<XorOp, uint16_t>(VRN_DEPTH_16S, 0xABCD1234);
+  checkWordRow<AndOp, uint16_t>(VRN_DEPTH_16U, 0x8001);
+  checkWordRow<XorOp, uint32_t>(VRN_DEPTH_32S, 0x80000001);
+  checkWordRow<OrOp, uint32_t>(VRN_DEPTH_32S, 0x00FF00F0);
 }
 
 TEST(LogicPacked, ReplicatedConstant) {

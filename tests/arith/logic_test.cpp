@@ -1,111 +1,87 @@
-// The logic family through the library's entry points: results per depth
-// class and layout, the constant's replication, 1-bit rectangles at bit
-// offsets, masks, routes and reports.
+// The logic family through the library's entry points: every operation
+// against its definition per depth and layout (the constant cut to the
+// depth's width), 1-bit rectangles at bit offsets, masks and reports.
+// Tiled == flat is in the property table.
 #include <gtest/gtest.h>
 
-#include "tests/arith/logic_helpers.h"
+#include <cstring>
 
-using namespace logictest;
+#include "support/checks.h"
+#include "support/report_catcher.h"
 
 namespace {
 
-struct DepthCase {
-  int depth;
-  int bytes;
+using namespace vrntest;
+
+uint64_t widthMask(int depth) { return (1ull << (depth & VRN_DEPTH_MASK)) - 1; }
+// A sample's bit pattern in the depth's width.
+uint64_t bitsOf(double v, int depth) { return static_cast<uint64_t>(static_cast<int64_t>(v)) & widthMask(depth); }
+
+struct LogicCase {
+  const char* name;
+  int sources;
+  void (*run)(VrnImage* a, VrnImage* b, VrnImage* d);
+  uint64_t (*definition)(uint64_t a, uint64_t b);  // b: the second source, or the constant
+  unsigned constant;
 };
-const DepthCase kDepths[] = {{VRN_DEPTH_8U, 1}, {VRN_DEPTH_8S, 1},  {VRN_DEPTH_16U, 2},
-                             {VRN_DEPTH_16S, 2}, {VRN_DEPTH_32S, 4}};
+// The constants have their high bits set, so that each depth uses another part.
+const LogicCase kOperations[] = {
+    {"vrnAnd", 2, [](auto a, auto b, auto d) { vrnAnd(a, b, d); }, [](uint64_t a, uint64_t b) { return a & b; }, 0},
+    {"vrnOr", 2, [](auto a, auto b, auto d) { vrnOr(a, b, d); }, [](uint64_t a, uint64_t b) { return a | b; }, 0},
+    {"vrnXor", 2, [](auto a, auto b, auto d) { vrnXor(a, b, d); }, [](uint64_t a, uint64_t b) { return a ^ b; }, 0},
+    {"vrnAndS", 1, [](auto a, auto, auto d) { vrnAndS(a, d, 0x8001F0A5u); },
+     [](uint64_t a, uint64_t k) { return a & k; }, 0x8001F0A5u},
+    {"vrnOrS", 1, [](auto a, auto, auto d) { vrnOrS(a, d, 0x12345680u); },
+     [](uint64_t a, uint64_t k) { return a | k; }, 0x12345680u},
+    {"vrnXorS", 1, [](auto a, auto, auto d) { vrnXorS(a, d, 0xFFFF8001u); },
+     [](uint64_t a, uint64_t k) { return a ^ k; }, 0xFFFF8001u},
+    {"vrnNot", 1, [](auto a, auto, auto d) { vrnNot(a, d); }, [](uint64_t a, uint64_t) { return ~a; }, 0},
+};
 
-uint32_t sampleAt(const VrnImage* im, int bytes, int x, int y, int c) {
-  switch (bytes) {
-    case 1: return at<uint8_t>(im, x, y, c);
-    case 2: return at<uint16_t>(im, x, y, c);
-    default: return at<uint32_t>(im, x, y, c);
-  }
-}
-
-TEST(Logic, TwoImagesEveryDepthAndLayout) {
-  Reports reports;
-  for (const DepthCase& dc : kDepths) {
-    for (int order : {VRN_DATA_ORDER_PIXEL, VRN_DATA_ORDER_PLANE}) {
-      for (int alpha : {0, 3}) {
-        VrnImage* a = makeImage(dc.depth, 3, 37, 5, alpha, order, 4, 1);
-        VrnImage* b = makeImage(dc.depth, 3, 37, 5, alpha, order, 8, 2);
-        VrnImage* d = makeImage(dc.depth, 3, 37, 5, alpha, order, 4, 3);
-        VrnImage* before = vrnCloneImage(d);
-        const int count = alpha ? 2 : 3;
-        for (int op = 0; op < 3; ++op) {
-          if (op == 0) vrnAnd(a, b, d);
-          if (op == 1) vrnOr(a, b, d);
-          if (op == 2) vrnXor(a, b, d);
-          for (int y = 0; y < 5; ++y)
-            for (int x = 0; x < 37; ++x)
-              for (int c = 0; c < 3; ++c) {
-                const uint32_t va = sampleAt(a, dc.bytes, x, y, c), vb = sampleAt(b, dc.bytes, x, y, c);
-                const uint32_t want = c >= count ? sampleAt(before, dc.bytes, x, y, c)
-                                      : op == 0   ? (va & vb)
-                                      : op == 1   ? (va | vb)
-                                                  : (va ^ vb);
-                ASSERT_EQ(sampleAt(d, dc.bytes, x, y, c), want)
-                    << "depth " << dc.depth << " order " << order << " alpha " << alpha << " op " << op;
+// Every operation, depth, order and alpha; plain images (flat runs) and ROIs
+// at other corners (1-bit: other bit offsets).
+TEST(Logic, EveryOperationAgainstItsDefinition) {
+  for (const LogicCase& op : kOperations)
+    for (int depth : {VRN_DEPTH_1U, VRN_DEPTH_8U, VRN_DEPTH_8S, VRN_DEPTH_16U, VRN_DEPTH_16S, VRN_DEPTH_32S})
+      for (int order : {VRN_DATA_ORDER_PIXEL, VRN_DATA_ORDER_PLANE})
+        for (int variant = 0; variant < 3; ++variant) {  // plain, alpha, ROIs
+          if (depth == VRN_DEPTH_1U && (order || variant == 1)) continue;
+          SCOPED_TRACE(testing::Message() << op.name << " " << depthName(depth) << " order " << order
+                                          << " variant " << variant);
+          ImageSpec spec(depth, 37, 5, depth == VRN_DEPTH_1U ? 1 : 3);
+          spec.order(order);
+          if (variant == 1) spec.channels(4, 4);
+          TestImage a(ImageSpec(spec).seeded(1)), b(ImageSpec(spec).aligned(8).seeded(2)), d(ImageSpec(spec).seeded(3));
+          if (variant == 2) {
+            a.setRoi(true, VrnROI{0, 3, 1, 30, 4});
+            b.setRoi(true, VrnROI{0, 6, 0, 31, 5});
+            d.setRoi(true, VrnROI{0, 1, 0, 35, 5});
+          }
+          const Snapshot before = snapshot(d);
+          ReportCatcher catcher;
+          op.run(a, op.sources == 2 ? b.get() : nullptr, d);
+          EXPECT_NO_REPORT(catcher);
+          const Rect size = operationSize({a.get(), op.sources == 2 ? b.get() : nullptr, d.get()});
+          const Rect ra = clippedRect(a), rb = clippedRect(b), rd = clippedRect(d);
+          if (variant != 0) {  // a flat run may go through row padding
+            EXPECT_TRUE(onlyRectChanged(before, d, size.width, size.height));
+          }
+          for (int c : operatedChannels(d))
+            for (int y = 0; y < size.height; ++y)
+              for (int x = 0; x < size.width; ++x) {
+                const uint64_t second = op.sources == 2 ? bitsOf(sampleAt(b, rb.x + x, rb.y + y, c), depth)
+                                                        : op.constant & widthMask(depth);
+                const uint64_t want =
+                    op.definition(bitsOf(sampleAt(a, ra.x + x, ra.y + y, c), depth), second) & widthMask(depth);
+                ASSERT_EQ(bitsOf(sampleAt(d, rd.x + x, rd.y + y, c), depth), want) << "at " << x << "," << y << " channel " << c;
               }
         }
-        for (VrnImage* im : {a, b, d, before}) freeImage(im);
-      }
-    }
-  }
-  EXPECT_TRUE(reports.all().empty());
-}
-
-TEST(Logic, ConstantIsReplicatedByDepthClass) {
-  Reports reports;
-  struct Case {
-    int depth, bytes;
-    unsigned value;
-    uint32_t used;
-  } cases[] = {{VRN_DEPTH_8U, 1, 0x1F0, 0xF0},        {VRN_DEPTH_8S, 1, 0xABCD, 0xCD},
-               {VRN_DEPTH_16U, 2, 0x12345678, 0x5678}, {VRN_DEPTH_16S, 2, 0xFFFF8001, 0x8001},
-               {VRN_DEPTH_32S, 4, 0x80000001, 0x80000001}};
-  for (const Case& k : cases) {
-    for (bool flat : {true, false}) {
-      VrnImage* s = makeImage(k.depth, 3, 41, 3, 0, VRN_DATA_ORDER_PIXEL, 4, 7);
-      VrnImage* d = makeImage(k.depth, 3, 41, 3, 0, VRN_DATA_ORDER_PIXEL, flat ? 4 : 8, 8);
-      vrnAndS(s, d, k.value);
-      for (int i = 0; i < 41 * 3; ++i)
-        ASSERT_EQ(sampleAt(d, k.bytes, i / 3, 1, i % 3), sampleAt(s, k.bytes, i / 3, 1, i % 3) & k.used);
-      vrnXorS(s, d, k.value);
-      for (int i = 0; i < 41 * 3; ++i)
-        ASSERT_EQ(sampleAt(d, k.bytes, i / 3, 2, i % 3), sampleAt(s, k.bytes, i / 3, 2, i % 3) ^ k.used);
-      freeImage(s);
-      freeImage(d);
-    }
-  }
-  EXPECT_TRUE(reports.all().empty());
-}
-
-TEST(Logic, NotOf16SAndItsReportName) {
-  Reports reports;
-  VrnImage* s = makeImage(VRN_DEPTH_16S, 1, 9, 2);
-  VrnImage* d = makeImage(VRN_DEPTH_16S, 1, 9, 2);
-  at<int16_t>(s, 0, 0, 0) = -1;
-  at<int16_t>(s, 1, 0, 0) = 5;
-  vrnNot(s, d);
-  EXPECT_EQ(at<int16_t>(d, 0, 0, 0), 0);
-  EXPECT_EQ(at<int16_t>(d, 1, 0, 0), -6);
-  VrnImage* f = makeImage(VRN_DEPTH_32F, 1, 9, 2);
-  vrnNot(f, f);
-  ASSERT_EQ(reports.all().size(), 1u);
-  EXPECT_EQ(reports.all()[0].func, "vrnXorS");
-  EXPECT_EQ(reports.all()[0].context, "This function does not support depth 32F");
-  for (VrnImage* im : {s, d, f}) freeImage(im);
 }
 
 TEST(Logic, Reports) {
-  VrnImage* f = makeImage(VRN_DEPTH_32F, 1, 8, 8);
-  VrnImage* u = makeImage(VRN_DEPTH_8U, 1, 8, 8);
-  VrnImage* u3 = makeImage(VRN_DEPTH_8U, 3, 8, 8);
-  VrnImage* bits = makeImage(VRN_DEPTH_1U, 1, 8, 8);
-  struct Case {
+  const TestImage f(ImageSpec(VRN_DEPTH_32F, 8, 8)), u(ImageSpec(VRN_DEPTH_8U, 8, 8));
+  const TestImage u3(ImageSpec(VRN_DEPTH_8U, 8, 8, 3)), bits(ImageSpec(VRN_DEPTH_1U, 8, 8));
+  const struct {
     void (*call)(VrnImage*, VrnImage*, VrnImage*);
     VrnImage *a, *b, *d;
     int status;
@@ -117,126 +93,72 @@ TEST(Logic, Reports) {
       {vrnXor, u3, u, u, -5, "vrnXor", "(nChSrcA != nChDst)"},
       // 1-bit addition is OR: the report names vrnOr.
       {vrnAdd, bits, u, bits, -5, "vrnOr", "(srcImageB->depth != dstImage->depth)"},
+      {[](VrnImage* a, VrnImage*, VrnImage* d) { vrnOrS(a, d, 1); }, f, f, f, -5, "vrnOrS",
+       "This function does not support depth 32F"},
+      // NOT is XOR with all ones: the report names vrnXorS.
+      {[](VrnImage* a, VrnImage*, VrnImage* d) { vrnNot(a, d); }, f, f, f, -5, "vrnXorS",
+       "This function does not support depth 32F"},
   };
-  for (const Case& c : cases) {
-    Reports reports;
+  for (const auto& c : cases) {
+    ReportCatcher catcher;
     c.call(c.a, c.b, c.d);
-    ASSERT_EQ(reports.all().size(), 1u) << c.context;
-    EXPECT_EQ(reports.all()[0].status, c.status);
-    EXPECT_EQ(reports.all()[0].func, c.func);
-    EXPECT_EQ(reports.all()[0].context, c.context);
+    EXPECT_REPORT(catcher, c.status, c.func, c.context);
   }
-  {
-    Reports reports;
-    vrnOrS(f, f, 1);
-    ASSERT_EQ(reports.all().size(), 1u);
-    EXPECT_EQ(reports.all()[0].func, "vrnOrS");
-    EXPECT_EQ(reports.all()[0].context, "This function does not support depth 32F");
-  }
-  for (VrnImage* im : {f, u, u3, bits}) freeImage(im);
 }
 
-}  // namespace
-
-namespace {
-
 TEST(Logic, OneBitRectangleAtBitOffsets) {
-  Reports reports;
   // 3 pixels at offset 6 of the source and 1 of the destination: bits 1..3
   // of the destination's byte change, nothing else.
-  VrnImage* s = makeImage(VRN_DEPTH_1U, 1, 16, 1);
-  VrnImage* d = makeImage(VRN_DEPTH_1U, 1, 16, 1);
+  TestImage s(ImageSpec(VRN_DEPTH_1U, 16, 1).withRoi(0, 6, 0, 3, 1));
+  TestImage d(ImageSpec(VRN_DEPTH_1U, 16, 1).withRoi(0, 1, 0, 3, 1));
   s->imageData[0] = static_cast<char>(0x02);  // pixel 6 = 1, pixel 7 = 0
   s->imageData[1] = static_cast<char>(0x80);  // pixel 8 = 1
   d->imageData[0] = static_cast<char>(0x00);
   d->imageData[1] = static_cast<char>(0x5A);
-  s->roi = vrnCreateROI(0, 6, 0, 3, 1);
-  d->roi = vrnCreateROI(0, 1, 0, 3, 1);
+  ReportCatcher catcher;
   vrnOrS(s, d, 2);  // value 2 is 0 in 1 bit: a copy
+  EXPECT_NO_REPORT(catcher);
   EXPECT_EQ(static_cast<uint8_t>(d->imageData[0]), 0x50);  // bits 1..3 = 1 0 1
   EXPECT_EQ(static_cast<uint8_t>(d->imageData[1]), 0x5A);
-  freeImage(s);
-  freeImage(d);
-  EXPECT_TRUE(reports.all().empty());
 }
 
-TEST(Logic, OneBitImagesAtEveryRoiOffset) {
-  Reports reports;
+TEST(Logic, OneBitAdditionIsOrAtEveryPairOfBitOffsets) {
   for (int xs = 0; xs < 8; ++xs)
     for (int xd = 0; xd < 8; ++xd) {
-      VrnImage* a = makeImage(VRN_DEPTH_1U, 1, 64, 3, 0, 0, 4, 1 + xs);
-      VrnImage* b = makeImage(VRN_DEPTH_1U, 1, 64, 3, 0, 0, 4, 20 + xd);
-      VrnImage* d = makeImage(VRN_DEPTH_1U, 1, 64, 3, 0, 0, 4, 40);
-      const auto before = bytesOf(d);
-      a->roi = vrnCreateROI(0, xs, 0, 30, 3);
-      b->roi = vrnCreateROI(0, 7 - xs, 1, 40, 2);
-      d->roi = vrnCreateROI(0, xd + 8, 0, 35, 3);
-      vrnAdd(a, b, d);  // 1-bit addition: OR, over a 30 x 2 rectangle
-      for (int y = 0; y < 3; ++y)
-        for (int x = 0; x < 64; ++x) {
-          const bool inside = y < 2 && x >= xd + 8 && x < xd + 8 + 30;
-          const bool old = (before[y * d->widthStep + x / 8] >> (7 - x % 8)) & 1;
-          const int i = x - xd - 8;
-          const bool want = inside ? (bit(a, xs + i, y) || bit(b, 7 - xs + i, y + 1)) : old;
-          ASSERT_EQ(bit(d, x, y), want) << xs << " " << xd << " " << x << " " << y;
-        }
-      for (VrnImage* im : {a, b, d}) freeImage(im);
+      const TestImage a(ImageSpec(VRN_DEPTH_1U, 64, 3).seeded(1 + xs).withRoi(0, xs, 0, 30, 3));
+      const TestImage b(ImageSpec(VRN_DEPTH_1U, 64, 3).seeded(20 + xd).withRoi(0, 7 - xs, 1, 40, 2));
+      TestImage d(ImageSpec(VRN_DEPTH_1U, 64, 3).seeded(40).withRoi(0, xd + 8, 0, 35, 3));
+      const Snapshot before = snapshot(d);
+      ReportCatcher catcher;
+      vrnAdd(a, b, d);  // over a 30 x 2 rectangle
+      EXPECT_NO_REPORT(catcher);
+      ASSERT_TRUE(onlyRectChanged(before, d, 30, 2)) << xs << " " << xd;
+      for (int y = 0; y < 2; ++y)
+        for (int i = 0; i < 30; ++i)
+          ASSERT_EQ(sampleAt(d, xd + 8 + i, y), std::max(sampleAt(a, xs + i, y), sampleAt(b, 7 - xs + i, y + 1)))
+              << xs << " " << xd << " " << i << " " << y;
     }
-  EXPECT_TRUE(reports.all().empty());
 }
 
+// A masked run equals the unmasked one where the mask (read from its own
+// ROI) is set, in every channel, and leaves the rest; also in place.
 TEST(Logic, MaskKeepsUnmaskedPixelsInAllChannels) {
-  Reports reports;
-  for (int depth : {VRN_DEPTH_8U, VRN_DEPTH_16S, VRN_DEPTH_32S, VRN_DEPTH_1U}) {
-    for (int order : {VRN_DATA_ORDER_PIXEL, VRN_DATA_ORDER_PLANE}) {
-      const int ch = depth == VRN_DEPTH_1U ? 1 : 3;
-      VrnImage* a = makeImage(depth, ch, 21, 4, 0, order, 4, 1);
-      VrnImage* d = makeImage(depth, ch, 21, 4, 0, order, 4, 2);
-      VrnImage* mask = makeImage(VRN_DEPTH_1U, 1, 24, 5, 0, 0, 4, 3);
-      mask->roi = vrnCreateROI(0, 3, 1, 21, 4);  // read from its own ROI's corner
-      VrnImage* before = vrnCloneImage(d);
-      d->maskROI = mask;
-      vrnXorS(a, d, 0xFFFFFFFF);  // d = NOT a where masked
-      vrnXor(a, d, d);            // d = a XOR NOT a: all ones where masked
-      d->maskROI = nullptr;
-      for (int y = 0; y < 4; ++y)
-        for (int x = 0; x < 21; ++x) {
-          const auto got = region(d, x, y, 1, 1);
-          if (bit(mask, x + 3, y + 1))
-            for (uint8_t v : got) ASSERT_EQ(v, depth == VRN_DEPTH_1U ? 1 : 0xFF);
-          else
-            ASSERT_EQ(got, region(before, x, y, 1, 1));
-        }
-      for (VrnImage* im : {a, d, mask, before}) freeImage(im);
-    }
-  }
-  EXPECT_TRUE(reports.all().empty());
-}
-
-TEST(Logic, TiledEqualsFlat) {
-  Reports reports;
-  for (int depth : {VRN_DEPTH_8U, VRN_DEPTH_16U, VRN_DEPTH_1U}) {
-    const int ch = depth == VRN_DEPTH_1U ? 1 : 3;
-    VrnImage* a = makeImage(depth, ch, 45, 21, 0, 0, 4, 1);
-    VrnImage* b = makeImage(depth, ch, 45, 21, 0, 0, 4, 2);
-    VrnImage* d = makeImage(depth, ch, 45, 21, 0, 0, 4, 3);
-    TileServer ta(a, 16, 8), td(d, 24, 16);
-    b->roi = vrnCreateROI(0, 3, 2, 40, 17);
-    td.image()->roi = vrnCreateROI(0, 5, 1, 38, 19);
-    d->roi = vrnCreateROI(0, 5, 1, 38, 19);
-    vrnAnd(ta.image(), b, td.image());
-    vrnAnd(a, b, d);
-    VrnImage* out = makeImage(depth, ch, 45, 21, 0, 0, 4, 9);
-    td.toPlain(out);
-    EXPECT_EQ(region(out, 0, 0, 45, 21), region(d, 0, 0, 45, 21));
-    vrnXorS(ta.image(), td.image(), 0x5A);
-    vrnXorS(a, d, 0x5A);
-    td.toPlain(out);
-    EXPECT_EQ(region(out, 0, 0, 45, 21), region(d, 0, 0, 45, 21));
-    vrnDeleteROI(td.image()->roi);
-    for (VrnImage* im : {a, b, d, out}) freeImage(im);
-  }
-  EXPECT_TRUE(reports.all().empty());
+  const MaskSpec mask{24, 5, 4, true, VrnROI{0, 3, 1, 21, 4}, 0.5, 3};
+  for (const LogicCase* op : {&kOperations[2], &kOperations[5]})
+    for (int depth : {VRN_DEPTH_8U, VRN_DEPTH_16S, VRN_DEPTH_32S, VRN_DEPTH_1U})
+      for (int order : {VRN_DATA_ORDER_PIXEL, VRN_DATA_ORDER_PLANE}) {
+        SCOPED_TRACE(testing::Message() << op->name << " " << depthName(depth) << " order " << order);
+        const ImageSpec spec = ImageSpec(depth, 21, 4, depth == VRN_DEPTH_1U ? 1 : 3).order(order);
+        const TestImage a(ImageSpec(spec).seeded(1));
+        TestImage masked(ImageSpec(spec).seeded(2).withMask(mask)), plain(ImageSpec(spec).seeded(2));
+        const Snapshot before = snapshot(masked);
+        ReportCatcher catcher;
+        op->run(a, masked, masked);  // in place on the second source
+        op->run(a, plain, plain);
+        EXPECT_NO_REPORT(catcher);
+        EXPECT_TRUE(maskedMatchesUnmasked(before, masked, plain, Rect{0, 0, 21, 4}, operatedChannels(masked),
+                                          mergedMaskBits({masked.mask()})));
+      }
 }
 
 }  // namespace

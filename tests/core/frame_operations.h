@@ -61,6 +61,7 @@ inline const std::vector<FrameOperation>& frameOperations() {
       {"vrnOrS", 1, kIntDepths | kDepth1U, [](auto s, auto d) { vrnOrS(s, d, 0x12345681u); }},
       {"vrnXorS", 1, kIntDepths | kDepth1U, [](auto s, auto d) { vrnXorS(s, d, 0xC3C3C3C3u); }},
       {"vrnNot", 1, kIntDepths | kDepth1U, [](auto s, auto d) { vrnNot(s, d); }},
+      {"vrnCopy", 1, kAllDepths, [](auto s, auto d) { vrnCopy(s, d); }},
       {"vrnBlur", 1, kDepth1U | kDepth8U | kDepth8S | kDepth16U | kDepth16S, [](auto s, auto d) { vrnBlur(s, d, 5, 3, 2, 1); }, kNoInPlace},
       {"vrnSubtract", 2, kAllDepths, [](auto a, auto b, auto d) { vrnSubtract(a, b, d); }},
       {"vrnMultiply", 2, kAllDepths, [](auto a, auto b, auto d) { vrnMultiply(a, b, d); }},

@@ -72,6 +72,33 @@ testing::AssertionResult onlyRectChanged(const Snapshot& before, const VrnImage*
   return onlyRectChanged(before, after, rect, operatedChannels(after));
 }
 
+testing::AssertionResult sameSamples(const VrnImage* expected, const Rect& from, const VrnImage* actual,
+                                     int x, int y, std::vector<int> channels,
+                                     std::vector<int> actualChannels) {
+  if (channels.empty())
+    for (int c = 0; c < expected->nChannels; ++c) channels.push_back(c);
+  if (actualChannels.empty()) actualChannels = channels;
+  if (expected->depth != actual->depth || channels.size() != actualChannels.size())
+    return testing::AssertionFailure() << "depths or channel lists differ";
+  const size_t bytes = static_cast<size_t>(sampleBytes(expected->depth));
+  for (int r = 0; r < from.height; ++r)
+    for (int i = 0; i < from.width; ++i)
+      for (size_t k = 0; k < channels.size(); ++k) {
+        const int ex = from.x + i, ey = from.y + r, ax = x + i, ay = y + r;
+        const bool same =
+            bytes == 0 ? sampleAt(expected, ex, ey) == sampleAt(actual, ax, ay)
+                       : std::memcmp(expected->imageData + sampleOffset(expected, ex, ey, channels[k]),
+                                     actual->imageData + sampleOffset(actual, ax, ay, actualChannels[k]),
+                                     bytes) == 0;
+        if (!same)
+          return testing::AssertionFailure()
+                 << "sample (" << ax << "," << ay << ") channel " << actualChannels[k] << " is "
+                 << sampleAt(actual, ax, ay, actualChannels[k]) << ", expected " << sampleAt(expected, ex, ey, channels[k])
+                 << " from (" << ex << "," << ey << ") channel " << channels[k];
+      }
+  return testing::AssertionSuccess();
+}
+
 MaskBits mergedMaskBits(std::vector<const VrnImage*> masks) {
   return [masks](int i, int r) {
     for (const VrnImage* m : masks) {

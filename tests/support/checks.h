@@ -208,6 +208,14 @@ testing::AssertionResult onlyRectChanged(const Snapshot& before, const VrnImage*
 testing::AssertionResult onlyRectChanged(const Snapshot& before, const VrnImage* after, int width,
                                          int height);
 
+// The samples of rectangle `from` of `expected` equal, bit for bit, those of
+// the rectangle of the same size at (x, y) of `actual`: channel channels[k]
+// of expected against actualChannels[k] of actual (empty lists: every
+// channel of expected; the same channels in actual).
+testing::AssertionResult sameSamples(const VrnImage* expected, const Rect& from, const VrnImage* actual,
+                                     int x, int y, std::vector<int> channels = {},
+                                     std::vector<int> actualChannels = {});
+
 // ---------------------------------------------------------------------------
 // Masked runs
 

@@ -286,6 +286,20 @@ double sampleAt(const VrnImage* image, int x, int y, int c) {
   }
 }
 
+VrnImage viewOf(const VrnImage* layout, char* data, int width, int height, int widthStep) {
+  VrnImage view = *layout;
+  view.imageData = data;
+  view.dataBlock = nullptr;
+  view.width = width;
+  view.height = height;
+  view.widthStep = widthStep;
+  view.imageSize = widthStep * height * (view.dataOrder == VRN_DATA_ORDER_PLANE ? view.nChannels : 1);
+  view.roi = nullptr;
+  view.maskROI = nullptr;
+  view.tileInfo = nullptr;
+  return view;
+}
+
 void setSample(VrnImage* image, int x, int y, int c, double value) {
   char* p = image->imageData + sampleOffset(image, x, y, c);
   const int depth = image->depth;

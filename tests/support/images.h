@@ -149,6 +149,10 @@ double sampleAt(const VrnImage* image, int x, int y, int c = 0);
 void setSample(VrnImage* image, int x, int y, int c, double value);
 // Byte offset of a sample (1U: of its byte) from imageData.
 size_t sampleOffset(const VrnImage* image, int x, int y, int c);
+// A plain record with the layout (depth, channels, order, align) of `layout`
+// over another buffer: a tile, or a region or row a reader returned.  No ROI,
+// mask or tiles.  Read it with sampleAt.
+VrnImage viewOf(const VrnImage* layout, char* data, int width, int height, int widthStep);
 
 // The clipped ROI of an image with the size clamped to 0 (x, y as stored).
 struct Rect {
