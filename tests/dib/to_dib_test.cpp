@@ -1,6 +1,8 @@
 // Writing bitmaps: round trips through vrnConvertToDIB and vrnConvertFromDIB
 // for every bit count and compression, the fixed and median-cut tables, the
 // nearest-entry rules, dithering, and every check with its status and text.
+#include <array>
+
 #include "dib/dib_test_util.h"
 
 using namespace dibtest;
@@ -8,24 +10,8 @@ using namespace dibtest;
 namespace {
 
 // Room for a header, 256 entries (or masks) and uncompressed rows.
-PackedDib roomFor(int w, int h, int bc, uint32_t compression, uint32_t clrUsed = 0) {
-  return makeDib(header(w, h, bc, compression, clrUsed), 256, rowBytes(w, bc) * static_cast<size_t>(h < 0 ? -h : h));
-}
-
-// An image whose samples are limited by `keep` (a mask of each 8-bit value)
-// and to `colours` distinct pixels.
-VrnImage* limitedImage(int ch, int depth, const char* seq, int order, int keep, int colours, uint32_t seed) {
-  VrnImage* im = makeImage(ch, depth, 23, 7, seq, order, 0, ch == 4 ? 4 : 0, seed);
-  std::mt19937 rng(seed);
-  std::vector<std::array<int, 4>> pool(static_cast<size_t>(colours));
-  for (auto& p : pool)
-    for (int& v : p) v = static_cast<int>(rng() & 255) & keep;
-  for (int y = 0; y < im->height; ++y)
-    for (int x = 0; x < im->width; ++x) {
-      const auto& p = pool[(x / 6 + 3 * y + (x % 6 == 5 ? 1 : 0)) % pool.size()];
-      for (int c = 0; c < ch; ++c) setSample(im, x, y, c, depth == VRN_DEPTH_16U ? p[c] * 256 + 77 : p[c]);
-    }
-  return im;
+PackedDib roomFor(int w, int h, int bc, uint32_t compression = BI_RGB, uint32_t clrUsed = 0) {
+  return PackedDib(header(w, h, bc, compression, clrUsed), 256, rowBytes(w, bc) * static_cast<size_t>(std::abs(h)));
 }
 
 struct RoundTrip {
@@ -36,229 +22,157 @@ struct RoundTrip {
   uint32_t compression;
   int palette;  // paletteConversion
   int keep;     // bits of each 8-bit value the format keeps
-  int colours;
+  int colours;  // distinct pixels of the image
   int height;   // sign: bottom-up or top-down
 };
 
-class ToDibRoundTrip : public ::testing::TestWithParam<RoundTrip> {};
+const RoundTrip kRoundTrips[] = {
+    {"bgr24", 3, VRN_DEPTH_8U, "BGR", 24, BI_RGB, 0, 0xFF, 1000, 7},
+    {"rgb24TopDown", 3, VRN_DEPTH_8U, "RGB", 24, BI_RGB, 0, 0xFF, 1000, -7},
+    {"wide24", 3, VRN_DEPTH_16U, "BGR", 24, BI_RGB, 0, 0xFF, 1000, 7},
+    {"bgra32", 4, VRN_DEPTH_8U, "BGRA", 32, BI_RGB, 0, 0xFF, 1000, 7},
+    {"rgba32Fields", 4, VRN_DEPTH_8U, "RGBA", 32, BI_BITFIELDS, 0, 0xFF, 1000, -7},
+    {"bgr555", 3, VRN_DEPTH_8U, "BGR", 16, BI_RGB, 0, 0xF8, 1000, 7},
+    {"bgr565", 3, VRN_DEPTH_8U, "BGR", 16, BI_BITFIELDS, 0, 0xF8, 1000, 7},
+    {"gray8", 1, VRN_DEPTH_8U, "G", 8, BI_RGB, 2, 0xFF, 200, 7},
+    {"gray8Fixed", 1, VRN_DEPTH_8U, "GRAY", 8, BI_RGB, 1, 0xFF, 1000, -7},
+    {"gray8Rle", 1, VRN_DEPTH_8U, "G", 8, BI_RLE8, 2, 0xFF, 3, 7},
+    {"gray4", 1, VRN_DEPTH_8U, "G", 4, BI_RGB, 2, 0xFF, 16, 7},
+    {"gray4Rle", 1, VRN_DEPTH_16U, "G", 4, BI_RLE4, 2, 0xFF, 2, 7},
+    {"colour8", 3, VRN_DEPTH_8U, "RGB", 8, BI_RGB, 2, 0xFC, 150, 7},
+    {"colour8Rle", 3, VRN_DEPTH_8U, "BGR", 8, BI_RLE8, 2, 0xFC, 2, 7},
+    {"colour4", 3, VRN_DEPTH_8U, "BGR", 4, BI_RGB, 2, 0xFC, 16, -7},
+    {"colour4Rle", 4, VRN_DEPTH_8U, "BGRA", 4, BI_RLE4, 2, 0xFC, 1, 7},
+    {"bits1", 1, VRN_DEPTH_1U, "G", 1, BI_RGB, 1, 0xFF, 2, 7},
+    {"bits1MedianCut", 1, VRN_DEPTH_1U, "G", 1, BI_RGB, 2, 0xFF, 2, -7},
+};
 
-TEST_P(ToDibRoundTrip, GivesTheImageBack) {
-  ReportCatcher catcher;
-  const RoundTrip& t = GetParam();
-  for (int order : {VRN_DATA_ORDER_PIXEL, VRN_DATA_ORDER_PLANE})
-    for (bool sep : {false, true}) {
-      VrnImage* im = t.depth == VRN_DEPTH_1U ? makeImage(1, VRN_DEPTH_1U, 23, 7, "G")
-                                             : limitedImage(t.ch, t.depth, t.seq, order, t.keep, t.colours, 5);
-      PackedDib d = roomFor(23, t.height, t.bc, t.compression);
-      if (t.compression == BI_BITFIELDS) {
-        const uint32_t m565[3] = {0xf800, 0x07e0, 0x001f}, m888[3] = {0xff0000, 0xff00, 0xff};
-        std::memcpy(d.table(), t.bc == 16 ? m565 : m888, 12);
-      }
-      std::vector<uint8_t> data(d.bytes.size());
-      if (sep)
-        EXPECT_EQ(vrnConvertToDIBSep(im, d.h(), data.data(), VRN_DITHER_NONE, t.palette), 0);
-      else
-        vrnConvertToDIB(im, d.h(), VRN_DITHER_NONE, t.palette);
-      ASSERT_TRUE(catcher.empty()) << catcher.last().context;
-      if (t.compression == BI_RLE8 || t.compression == BI_RLE4) {
-        EXPECT_EQ(d.h()->biCompression, t.compression) << "the stream should be smaller";
-      }
-      VrnImage* back = makeImage(im->nChannels, im->depth, 23, 7, t.seq, order, 0, im->alphaChannel, 99);
-      if (sep)
-        EXPECT_EQ(vrnConvertFromDIBSep(d.h(), data.data(), back), 0);
-      else
-        vrnConvertFromDIB(d.h(), back);
-      ASSERT_TRUE(catcher.empty()) << catcher.last().context;
-      for (int y = 0; y < 7; ++y)
-        for (int x = 0; x < 23; ++x)
-          for (int c = 0; c < im->nChannels; ++c) {
-            int want = sampleAt(im, x, y, c);
-            if (im->depth == VRN_DEPTH_16U) want = (want >> 8) << 8;
-            if (c == 3 && t.bc != 32) want = 0;  // only 32 bits hold alpha
-            if (im->depth != VRN_DEPTH_1U) {
-              const int keepOf = (t.compression == BI_BITFIELDS && t.bc == 16 && c == 1) ? 0xFC : t.keep;
-              want &= im->depth == VRN_DEPTH_16U ? keepOf << 8 | 0xFF : keepOf;
+TEST(ConvertToDib, RoundTripsGiveTheImageBack) {
+  for (const RoundTrip& t : kRoundTrips)
+    for (int order : {VRN_DATA_ORDER_PIXEL, VRN_DATA_ORDER_PLANE})
+      for (bool sep : {false, true}) {
+        SCOPED_TRACE(::testing::Message() << t.name << " order " << order << " sep " << sep);
+        ReportCatcher catcher;
+        const int alpha = t.ch == 4 ? 4 : 0;
+        TestImage im = image(t.depth, t.ch, 23, 7, t.seq, order, 0, alpha, 5);
+        for (int i = 0; t.depth != VRN_DEPTH_1U && i < 23 * 7 * t.ch; ++i) {  // `colours` colours cut to `keep`
+          const int x = i % 23, y = i / 23 % 7, c = i / 161, k = (x / 6 + 3 * y + (x % 6 == 5)) % t.colours;
+          const int v = static_cast<int>((k * 2654435761u >> (8 * c)) & 255) & t.keep;
+          setSample(im, x, y, c, t.depth == VRN_DEPTH_16U ? v * 256 + 77 : v);
+        }
+        PackedDib d = roomFor(23, t.height, t.bc, t.compression);
+        const uint32_t masks[2][3] = {{0xf800, 0x07e0, 0x001f}, {0xff0000, 0xff00, 0xff}};
+        if (t.compression == BI_BITFIELDS) std::memcpy(d.table(), masks[t.bc == 16 ? 0 : 1], 12);
+        Bytes data(d.bytes.size());
+        TestImage back = image(t.depth, t.ch, 23, 7, t.seq, order, 0, alpha, 99);
+        if (sep) {
+          EXPECT_EQ(vrnConvertToDIBSep(im, d.h(), data.data(), VRN_DITHER_NONE, t.palette), 0);
+          EXPECT_EQ(vrnConvertFromDIBSep(d.h(), data.data(), back), 0);
+        } else {
+          vrnConvertToDIB(im, d.h(), VRN_DITHER_NONE, t.palette);
+          vrnConvertFromDIB(d.h(), back);
+        }
+        ASSERT_TRUE(catcher.empty()) << catcher.describe();
+        EXPECT_EQ(d.h()->biCompression, t.compression);  // an RLE stream of few colours is kept
+        for (int y = 0; y < 7; ++y)
+          for (int x = 0; x < 23; ++x)
+            for (int c = 0; c < t.ch; ++c) {
+              int want = static_cast<int>(sampleAt(im, x, y, c)), keep = t.keep;
+              if (t.compression == BI_BITFIELDS && t.bc == 16 && c == 1) keep = 0xFC;
+              if (c == 3 && t.bc != 32) keep = 0;  // only 32 bits hold alpha
+              if (t.depth == VRN_DEPTH_16U) want &= keep << 8;
+              else if (t.depth == VRN_DEPTH_8U) want &= keep;
+              ASSERT_EQ(sampleAt(back, x, y, c), want) << x << "," << y << "," << c;
             }
-            ASSERT_EQ(sampleAt(back, x, y, c), want) << t.name << " order " << order << " sep " << sep << " at "
-                                                     << x << "," << y << "," << c;
-          }
-      freeImage(im);
-      freeImage(back);
-    }
+      }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Formats, ToDibRoundTrip,
-    ::testing::Values(
-        RoundTrip{"bgr24", 3, VRN_DEPTH_8U, "BGR", 24, BI_RGB, 0, 0xFF, 1000, 7},
-        RoundTrip{"rgb24TopDown", 3, VRN_DEPTH_8U, "RGB", 24, BI_RGB, 0, 0xFF, 1000, -7},
-        RoundTrip{"wide24", 3, VRN_DEPTH_16U, "BGR", 24, BI_RGB, 0, 0xFF, 1000, 7},
-        RoundTrip{"bgra32", 4, VRN_DEPTH_8U, "BGRA", 32, BI_RGB, 0, 0xFF, 1000, 7},
-        RoundTrip{"rgba32Fields", 4, VRN_DEPTH_8U, "RGBA", 32, BI_BITFIELDS, 0, 0xFF, 1000, -7},
-        RoundTrip{"bgr555", 3, VRN_DEPTH_8U, "BGR", 16, BI_RGB, 0, 0xF8, 1000, 7},
-        RoundTrip{"bgr565", 3, VRN_DEPTH_8U, "BGR", 16, BI_BITFIELDS, 0, 0xF8, 1000, 7},
-        RoundTrip{"gray8", 1, VRN_DEPTH_8U, "G", 8, BI_RGB, 2, 0xFF, 200, 7},
-        RoundTrip{"gray8Fixed", 1, VRN_DEPTH_8U, "GRAY", 8, BI_RGB, 1, 0xFF, 1000, -7},
-        RoundTrip{"gray8Rle", 1, VRN_DEPTH_8U, "G", 8, BI_RLE8, 2, 0xFF, 3, 7},
-        RoundTrip{"gray4", 1, VRN_DEPTH_8U, "G", 4, BI_RGB, 2, 0xFF, 16, 7},
-        RoundTrip{"gray4Rle", 1, VRN_DEPTH_16U, "G", 4, BI_RLE4, 2, 0xFF, 2, 7},
-        RoundTrip{"colour8", 3, VRN_DEPTH_8U, "RGB", 8, BI_RGB, 2, 0xFC, 150, 7},
-        RoundTrip{"colour8Rle", 3, VRN_DEPTH_8U, "BGR", 8, BI_RLE8, 2, 0xFC, 2, 7},
-        RoundTrip{"colour4", 3, VRN_DEPTH_8U, "BGR", 4, BI_RGB, 2, 0xFC, 16, -7},
-        RoundTrip{"colour4Rle", 4, VRN_DEPTH_8U, "BGRA", 4, BI_RLE4, 2, 0xFC, 1, 7},
-        RoundTrip{"bits1", 1, VRN_DEPTH_1U, "G", 1, BI_RGB, 1, 0xFF, 2, 7},
-        RoundTrip{"bits1MedianCut", 1, VRN_DEPTH_1U, "G", 1, BI_RGB, 2, 0xFF, 2, -7}),
-    [](const auto& info) { return std::string(info.param.name); });
-
-std::array<int, 3> entryRgb(PackedDib& d, int i) {
-  return {d.table()[4 * i + 2], d.table()[4 * i + 1], d.table()[4 * i]};
+// Median cut: equal red and green ranges split along red; a one-cell lower
+// part closes the upper part too.
+TEST(ConvertToDib, MedianCutTables) {
+  using Rgb = std::array<int, 3>;
+  struct Case {
+    int bits;
+    std::vector<std::pair<Rgb, int>> cells;  // 6-bit colour, pixel count
+    std::vector<Rgb> entries;
+  };
+  std::vector<std::pair<Rgb, int>> ramp = {{{0, 0, 0}, 1000}};
+  for (int r = 10; r < 30; ++r) ramp.push_back({{r, 0, 0}, 1});
+  const Case cases[] = {
+      {1, {{{0, 0, 0}, 10}, {{40, 0, 0}, 10}, {{0, 40, 0}, 10}}, {{0, 80, 0}, {160, 0, 0}}},
+      {4, ramp, {{0, 0, 0}, {78, 0, 0}}},  // 4 * (10 + ... + 29) / 20
+  };
+  for (const Case& c : cases) {
+    int n = 0;
+    for (const auto& cell : c.cells) n += cell.second;
+    TestImage im = image(VRN_DEPTH_8U, 3, n, 1, "RGB");
+    int x = 0;
+    for (const auto& [rgb, count] : c.cells)
+      for (int k = 0; k < count; ++k, ++x)
+        for (int ch = 0; ch < 3; ++ch) setSample(im, x, 0, ch, rgb[ch] * 4);
+    PackedDib d = roomFor(n, 1, c.bits);
+    vrnConvertToDIB(im, d.h(), VRN_DITHER_NONE, 2);
+    ASSERT_EQ(d.h()->biClrUsed, c.entries.size()) << c.bits;
+    for (size_t i = 0; i < c.entries.size(); ++i)
+      EXPECT_EQ((Rgb{d.table()[4 * i + 2], d.table()[4 * i + 1], d.table()[4 * i]}), c.entries[i]) << c.bits << " " << i;
+  }
 }
 
-VrnImage* imageOfCells(const std::vector<std::pair<std::array<int, 3>, int>>& cells) {
-  int n = 0;
-  for (const auto& c : cells) n += c.second;
-  VrnImage* im = makeImage(3, VRN_DEPTH_8U, n, 1, "RGB");
-  int x = 0;
-  for (const auto& [rgb, count] : cells)
-    for (int k = 0; k < count; ++k, ++x)
-      for (int c = 0; c < 3; ++c) setSample(im, x, 0, c, rgb[c] * 4);
-  return im;
-}
-
-TEST(MedianCut, EqualRedAndGreenRangesSplitAlongRed) {
-  VrnImage* im = imageOfCells({{{0, 0, 0}, 10}, {{40, 0, 0}, 10}, {{0, 40, 0}, 10}});
-  PackedDib d = roomFor(im->width, 1, 1, BI_RGB);
-  vrnConvertToDIB(im, d.h(), VRN_DITHER_NONE, 2);
-  EXPECT_EQ(d.h()->biClrUsed, 2u);
-  EXPECT_EQ(entryRgb(d, 0), (std::array<int, 3>{0, 80, 0}));   // black and green averaged
-  EXPECT_EQ(entryRgb(d, 1), (std::array<int, 3>{160, 0, 0}));  // red alone
-  freeImage(im);
-}
-
-TEST(MedianCut, ASingleCellLowerPartClosesTheUpperPart) {
-  std::vector<std::pair<std::array<int, 3>, int>> cells = {{{0, 0, 0}, 1000}};
-  for (int r = 10; r < 30; ++r) cells.push_back({{r, 0, 0}, 1});
-  VrnImage* im = imageOfCells(cells);
-  PackedDib d = roomFor(im->width, 1, 4, BI_RGB);
-  vrnConvertToDIB(im, d.h(), VRN_DITHER_NONE, 2);
-  EXPECT_EQ(d.h()->biClrUsed, 2u);  // both closed: the passes end with two boxes
-  EXPECT_EQ(entryRgb(d, 0), (std::array<int, 3>{0, 0, 0}));
-  EXPECT_EQ(entryRgb(d, 1), (std::array<int, 3>{78, 0, 0}));  // 4 * (10 + ... + 29) / 20
-  freeImage(im);
-}
-
-TEST(MedianCut, FewColoursAreKeptAtSixBitsInIndexOrder) {
-  VrnImage* im = imageOfCells({{{5, 1, 0}, 3}, {{1, 0, 2}, 1}, {{63, 63, 63}, 2}});
-  PackedDib d = roomFor(im->width, 1, 8, BI_RGB);
-  vrnConvertToDIB(im, d.h(), VRN_DITHER_NONE, 2);
-  ASSERT_EQ(d.h()->biClrUsed, 3u);
-  EXPECT_EQ(entryRgb(d, 0), (std::array<int, 3>{20, 4, 0}));
-  EXPECT_EQ(entryRgb(d, 1), (std::array<int, 3>{4, 0, 8}));
-  EXPECT_EQ(entryRgb(d, 2), (std::array<int, 3>{252, 252, 252}));
-  freeImage(im);
-}
-
-TEST(MedianCut, GrayLevelsBeyondTheTargetAreAveraged) {
-  VrnImage* im = makeImage(1, VRN_DEPTH_8U, 64, 4, "G");
-  for (int y = 0; y < 4; ++y)
-    for (int x = 0; x < 64; ++x) setSample(im, x, y, 0, x * 4);
-  PackedDib d = roomFor(64, 4, 1, BI_RGB);
-  vrnConvertToDIB(im, d.h(), VRN_DITHER_NONE, 2);
-  ASSERT_EQ(d.h()->biClrUsed, 2u);
-  EXPECT_EQ(entryRgb(d, 0)[0], 62);   // mean of 0, 4, ..., 124
-  EXPECT_EQ(entryRgb(d, 1)[0], 190);  // mean of 128, ..., 252
-  freeImage(im);
-}
-
-TEST(ConvertToDib, OneBitImageGetsBlackAndWhiteAtEightBits) {
-  VrnImage* im = makeImage(1, VRN_DEPTH_1U, 16, 2, "G");
-  PackedDib d = roomFor(16, 2, 8, BI_RGB);
-  vrnConvertToDIB(im, d.h(), VRN_DITHER_NONE, 2);
-  EXPECT_EQ(d.h()->biClrUsed, 2u);
-  uint8_t* px = d.bytes.data() + 40 + 8;
-  for (int x = 0; x < 16; ++x) EXPECT_EQ(px[x], sampleAt(im, x, 1, 0)) << x;  // bottom-up: stored row 0 is image row 1
-  freeImage(im);
+TEST(ConvertToDib, FixedTablesAndTheOneBitImage) {
+  TestImage gray = image(VRN_DEPTH_8U, 1, 16, 2, "G"), colour = image(VRN_DEPTH_8U, 3, 16, 2, "BGR");
+  TestImage bits = image(VRN_DEPTH_1U, 1, 16, 2, "G");
+  PackedDib d = roomFor(16, 2, 4), e = roomFor(16, 2, 8);
+  auto entry = [](PackedDib& p, int i) { return std::array<int, 3>{p.table()[4 * i + 2], p.table()[4 * i + 1], p.table()[4 * i]}; };
+  vrnConvertToDIB(gray, d.h(), VRN_DITHER_NONE, 1);
+  EXPECT_EQ(entry(d, 3), (std::array<int, 3>{51, 51, 51}));
+  vrnConvertToDIB(colour, d.h(), VRN_DITHER_NONE, 1);
+  EXPECT_EQ(entry(d, 8), (std::array<int, 3>{0xc0, 0xc0, 0xc0}));
+  EXPECT_EQ(entry(d, 1), (std::array<int, 3>{0x80, 0, 0}));
+  vrnConvertToDIB(colour, e.h(), VRN_DITHER_NONE, 1);
+  EXPECT_EQ(entry(e, 255), (std::array<int, 3>{255, 255, 255}));
+  EXPECT_EQ(entry(e, 37), (std::array<int, 3>{32, 32, 64}));  // red L8[1], green L8[1], blue L4[1]
+  // A 1-bit image at 8 bits gets black and white; stored row 0 is image row 1.
+  vrnConvertToDIB(bits, e.h(), VRN_DITHER_NONE, 2);
+  EXPECT_EQ(e.h()->biClrUsed, 2u);
+  for (int x = 0; x < 16; ++x) EXPECT_EQ(e.bytes[48 + x], sampleAt(bits, x, 1, 0)) << x;
+  // 32 bits from three channels: pixels follow the header, alpha is 0.
+  PackedDib f = roomFor(3, 1, 32);
+  std::memset(f.bytes.data() + 40, 0xEE, 12);
+  vrnConvertToDIB(image(VRN_DEPTH_8U, 3, 3, 1, "BGR"), f.h(), VRN_DITHER_NONE, 0);
+  for (int x = 0; x < 3; ++x) EXPECT_EQ(f.bytes[43 + 4 * x], 0);
 }
 
 TEST(ConvertToDib, NearestEntryFirstOfEqualsAndTheGrayShortcut) {
-  VrnImage* im = makeImage(1, VRN_DEPTH_8U, 2, 1, "G");
+  TestImage im = image(VRN_DEPTH_8U, 1, 2, 1, "G");
   setSample(im, 0, 0, 0, 20);
   setSample(im, 1, 0, 0, 100);
-  // Four entries: gray 0, 10, 30, 100; 20 lies as far from 10 as from 30.
-  PackedDib d = roomFor(2, 1, 8, BI_RGB, 4);
-  const int levels[4] = {0, 10, 30, 100};
-  for (int i = 0; i < 4; ++i) std::memset(d.table() + 4 * i, levels[i], 3);
+  PackedDib d = roomFor(2, 1, 8, BI_RGB, 4);  // gray 0, 10, 30, 100: 20 lies as far from 10 as from 30
+  for (int i = 0; i < 4; ++i) std::memset(d.table() + 4 * i, (const int[]){0, 10, 30, 100}[i], 3);
   vrnConvertToDIB(im, d.h(), VRN_DITHER_NONE, 0);
-  const uint8_t* px = d.bytes.data() + 40 + 16;
-  EXPECT_EQ(px[0], 1);  // a tie keeps the first
-  EXPECT_EQ(px[1], 3);
-  // 256 entries where entry 100 holds gray 100 and so does entry 5: the gray
-  // shortcut answers 100 without a search, which would stop at 5.
-  PackedDib e = roomFor(2, 1, 8, BI_RGB);
-  for (int i = 0; i < 256; ++i) std::memset(e.table() + 4 * i, i, 3);
-  std::memset(e.table() + 4 * 5, 100, 3);
+  EXPECT_EQ(d.bytes[56], 1);  // a tie keeps the first
+  EXPECT_EQ(d.bytes[57], 3);
+  // A full gray table where entry 5 also holds 100: the gray shortcut answers
+  // 100 without a search, which would stop at 5.
+  PackedDib e = roomFor(2, 1, 8);
+  e.grayTable();
+  e.setEntry(5, 100, 100, 100);
   vrnConvertToDIB(im, e.h(), VRN_DITHER_NONE, 0);
   EXPECT_EQ(e.pixels()[0], 20);
   EXPECT_EQ(e.pixels()[1], 100);
-  std::memset(e.table() + 4 * 100, 101, 3);  // no shortcut: the search finds 5 first
+  e.setEntry(100, 101, 101, 101);  // no shortcut: the search finds 5 first
   vrnConvertToDIB(im, e.h(), VRN_DITHER_NONE, 0);
   EXPECT_EQ(e.pixels()[1], 5);
-  freeImage(im);
 }
 
 TEST(ConvertToDib, DitheredOneBitUsesTheReducedImage) {
   ReportCatcher catcher;
-  VrnImage* im = makeImage(1, VRN_DEPTH_8U, 19, 5, "G");
-  VrnImage* bits = makeImage(1, VRN_DEPTH_1U, 19, 5, "G");
+  TestImage im = image(VRN_DEPTH_8U, 1, 19, 5, "G"), bits = image(VRN_DEPTH_1U, 1, 19, 5, "G");
   vrnReduceBits(im, bits, 0, VRN_DITHER_FS, 2);
-  PackedDib d = roomFor(19, -5, 1, BI_RGB);
+  PackedDib d = roomFor(19, -5, 1);
   vrnConvertToDIB(im, d.h(), VRN_DITHER_FS, 1);
-  EXPECT_TRUE(catcher.empty());
+  EXPECT_NO_REPORT(catcher);
   for (int y = 0; y < 5; ++y)
-    for (int x = 0; x < 19; ++x)
-      EXPECT_EQ((d.bytes[48 + y * 4 + x / 8] >> (7 - x % 8)) & 1, sampleAt(bits, x, y, 0)) << x << "," << y;
-  freeImage(im);
-  freeImage(bits);
-}
-
-TEST(ConvertToDib, ThirtyTwoBitsFromThreeChannelsLeaveAlphaZero) {
-  VrnImage* im = makeImage(3, VRN_DEPTH_8U, 3, 1, "BGR");
-  PackedDib d = roomFor(3, 1, 32, BI_RGB);
-  std::memset(d.bytes.data() + 40 + 1024, 0xEE, 12);
-  // 32-bit BI_RGB pixels follow the header directly.
-  vrnConvertToDIB(im, d.h(), VRN_DITHER_NONE, 0);
-  for (int x = 0; x < 3; ++x) {
-    EXPECT_EQ(d.bytes[40 + 4 * x + 3], 0);
-    EXPECT_EQ(d.bytes[40 + 4 * x], sampleAt(im, x, 0, 0));
-  }
-  freeImage(im);
-}
-
-TEST(ConvertToDib, FixedTables) {
-  VrnImage* gray = makeImage(1, VRN_DEPTH_8U, 2, 1, "G");
-  VrnImage* colour = makeImage(3, VRN_DEPTH_8U, 2, 1, "BGR");
-  PackedDib d = roomFor(2, 1, 4, BI_RGB);
-  vrnConvertToDIB(gray, d.h(), VRN_DITHER_NONE, 1);
-  EXPECT_EQ(entryRgb(d, 3), (std::array<int, 3>{51, 51, 51}));
-  vrnConvertToDIB(colour, d.h(), VRN_DITHER_NONE, 1);
-  EXPECT_EQ(entryRgb(d, 8), (std::array<int, 3>{0xc0, 0xc0, 0xc0}));
-  EXPECT_EQ(entryRgb(d, 1), (std::array<int, 3>{0x80, 0, 0}));
-  PackedDib e = roomFor(2, 1, 8, BI_RGB);
-  vrnConvertToDIB(colour, e.h(), VRN_DITHER_NONE, 1);
-  EXPECT_EQ(entryRgb(e, 255), (std::array<int, 3>{255, 255, 255}));
-  EXPECT_EQ(entryRgb(e, 37), (std::array<int, 3>{32, 32, 64}));  // red L8[1], green L8[1], blue L4[1]
-  freeImage(gray);
-  freeImage(colour);
-}
-
-TEST(ConvertToDib, NoiseGivesUpRleAndKeepsPlainRows) {
-  VrnImage* im = makeImage(1, VRN_DEPTH_8U, 32, 8, "G");
-  PackedDib d = roomFor(32, 8, 8, BI_RLE8);
-  for (int i = 0; i < 256; ++i) d.table()[4 * i] = d.table()[4 * i + 1] = d.table()[4 * i + 2] = static_cast<uint8_t>(i);
-  vrnConvertToDIB(im, d.h(), VRN_DITHER_NONE, 0);
-  EXPECT_EQ(d.h()->biCompression, static_cast<uint32_t>(BI_RGB));
-  EXPECT_EQ(d.pixels()[0], sampleAt(im, 0, 7, 0));
-  freeImage(im);
+    for (int x = 0; x < 19; ++x) EXPECT_EQ((d.bytes[48 + y * 4 + x / 8] >> (7 - x % 8)) & 1, sampleAt(bits, x, y, 0));
 }
 
 struct ToDibCheck {
@@ -289,40 +203,27 @@ const ToDibCheck kToDibChecks[] = {
     {"zeroMask", [](VrnImage*&, BITMAPINFOHEADER*& h, int&, int&) { h->biBitCount = 16; h->biCompression = 3; }, -5, "Zero colour mask in BI_BITFIELDS DIB", nullptr, -5},
 };
 
-class ToDibChecks : public ::testing::TestWithParam<ToDibCheck> {};
-
-TEST_P(ToDibChecks, ReportAndLeaveTheDibAlone) {
-  const ToDibCheck& c = GetParam();
-  for (bool sep : {false, true}) {
-    ReportCatcher catcher;
-    VrnImage* im = makeImage(3, VRN_DEPTH_8U, 4, 2, "BGR");
-    VrnImage saved = *im;
-    PackedDib d = roomFor(4, 2, 24, BI_RGB);
-    const std::vector<uint8_t> before = d.bytes;
-    BITMAPINFOHEADER* h = d.h();
-    int dither = 1, palette = 0;
-    c.breakIt(im, h, dither, palette);
-    const std::vector<uint8_t> broken = d.bytes;
-    std::vector<uint8_t> data(64, 0xAB);
-    int result = 0;
-    if (sep)
-      result = vrnConvertToDIBSep(im, h, data.data(), dither, palette);
-    else
-      vrnConvertToDIB(im, h, dither, palette);
-    ASSERT_FALSE(catcher.empty()) << c.name;
-    const char* text = sep && c.sepText ? c.sepText : c.text;
-    EXPECT_REPORT(catcher, c.status, sep ? "vrnConvertToDIBSep" : "vrnConvertToDIB", text);
-    if (sep) {
-      EXPECT_EQ(result, c.returned) << c.name;
+TEST(ConvertToDib, ChecksReportAndLeaveTheDibAlone) {
+  for (const ToDibCheck& c : kToDibChecks)
+    for (bool sep : {false, true}) {
+      SCOPED_TRACE(std::string(c.name) + (sep ? " sep" : ""));
+      ReportCatcher catcher;
+      TestImage owned = image(VRN_DEPTH_8U, 3, 4, 2, "BGR");
+      const VrnImage saved = *owned.get();
+      PackedDib d = roomFor(4, 2, 24);
+      VrnImage* im = owned;
+      BITMAPINFOHEADER* h = d.h();
+      int dither = 1, palette = 0;
+      c.breakIt(im, h, dither, palette);
+      const Bytes broken = d.bytes;
+      Bytes data(64, 0xAB);
+      const int result = sep ? vrnConvertToDIBSep(im, h, data.data(), dither, palette) : (vrnConvertToDIB(im, h, dither, palette), 0);
+      EXPECT_TRUE(vrntest::expectLastReport(catcher, c.status, sep ? "vrnConvertToDIBSep" : "vrnConvertToDIB", sep && c.sepText ? c.sepText : c.text));
+      EXPECT_EQ(result, sep ? c.returned : 0);
+      EXPECT_EQ(d.bytes, broken);
+      EXPECT_EQ(data, Bytes(64, 0xAB));
+      *owned.get() = saved;
     }
-    EXPECT_EQ(d.bytes, broken) << c.name;
-    EXPECT_EQ(data, std::vector<uint8_t>(64, 0xAB)) << c.name;
-    *im = saved;
-    freeImage(im);
-  }
 }
-
-INSTANTIATE_TEST_SUITE_P(All, ToDibChecks, ::testing::ValuesIn(kToDibChecks),
-                         [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace
