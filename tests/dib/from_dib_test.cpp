@@ -280,4 +280,15 @@ TEST(ConvertFromDib, NullPointersReportEachBeforeReturning) {
   EXPECT_EQ(contexts, "dib==0;image==0;( 0 == dibHeader );( 0 == image );( 0 == dibData );( 0 == image );( 0 == image );");
 }
 
+// An image with no buffer gets one of its own size before the rows are read.
+TEST(ConvertFromDib, AllocatesAnImageWithoutData) {
+  char m[4] = {'R', 'G', 'B', 0}, s[4] = {'B', 'G', 'R', 0};
+  VrnImage* im = vrnCreateImageHeader(3, 0, VRN_DEPTH_8U, m, s, 0, 0, 4, 4, 3, nullptr, nullptr, nullptr, nullptr);
+  PackedDib d = smallDib(24, false);
+  vrnConvertFromDIB(d.h(), im);
+  ASSERT_NE(im->imageData, nullptr);
+  EXPECT_EQ(sampleAt(im, 0, 2, 0), d.pixels()[0]);
+  vrnDeallocate(im, VRN_FREE_HEADER | VRN_FREE_DATA);
+}
+
 }  // namespace
