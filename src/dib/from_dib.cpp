@@ -46,6 +46,7 @@ const DibCheckTexts kFromDibSepTexts = {
 
 struct ReadContext {
   uint8_t palette[256][4];  // transformed entries, byte 3 cleared
+  uint8_t grayPairs[256][2];  // byte 2 of the entries of a 4-bit byte's two pixels
   ColorFields fields;
 };
 
@@ -180,7 +181,8 @@ RowWriter chooseWriter(const VrnImage* image) {
   }
 }
 
-// Fused rows for the pairs that are a plain copy, exchange or lookup.
+// Fused rows for the pairs that are a plain copy, exchange or lookup (at 4
+// bits a byte's two gray pixels are looked up at once).
 using FusedRow = void (*)(const uint8_t* src, int64_t n, uint8_t* dst, const ReadContext& c);
 
 void copy24To3(const uint8_t* src, int64_t n, uint8_t* dst, const ReadContext&) {
@@ -202,6 +204,15 @@ void lookup8To1(const uint8_t* src, int64_t n, uint8_t* dst, const ReadContext& 
 void copy8To1(const uint8_t* src, int64_t n, uint8_t* dst, const ReadContext&) {
   std::memcpy(dst, src, static_cast<size_t>(n));
 }
+void lookup4To1(const uint8_t* src, int64_t n, uint8_t* dst, const ReadContext& c) {
+  const int64_t pairs = n / 2;
+  for (int64_t i = 0; i < pairs; ++i) std::memcpy(dst + 2 * i, c.grayPairs[src[i]], 2);
+  if (n & 1) dst[n - 1] = c.grayPairs[src[pairs]][0];
+}
+void lookup4To3(const uint8_t* src, int64_t n, uint8_t* dst, const ReadContext& c) {
+  for (int64_t x = 0; x < n; ++x)
+    std::memcpy(dst + 3 * x, c.palette[(x & 1) ? src[x >> 1] & 15 : src[x >> 1] >> 4], 3);
+}
 void lookup8To3(const uint8_t* src, int64_t n, uint8_t* dst, const ReadContext& c) {
   for (int64_t x = 0; x < n; ++x) std::memcpy(dst + 3 * x, c.palette[src[x]], 3);
 }
@@ -221,6 +232,8 @@ FusedRow chooseFused(const BITMAPINFOHEADER* h, SeqTransform t, const VrnImage* 
   if (bc == 32 && ch == 4 && t == SeqTransform::kNone && h->biCompression == BI_RGB) return copy32To4;
   if (bc == 8 && ch == 1) return grayIdentity(c) ? copy8To1 : lookup8To1;
   if (bc == 8 && ch == 3) return lookup8To3;
+  if (bc == 4 && ch == 1) return lookup4To1;
+  if (bc == 4 && ch == 3) return lookup4To3;
   return nullptr;
 }
 
@@ -237,6 +250,11 @@ void loadPalette(const BITMAPINFOHEADER* h, SeqTransform t, ReadContext* c) {
     std::memcpy(c->palette[i], table + 4 * i, 3);
     transformQuads(t, c->palette[i], 1);
   }
+  if (bc == 4)
+    for (int b = 0; b < 256; ++b) {
+      c->grayPairs[b][0] = c->palette[b >> 4][2];
+      c->grayPairs[b][1] = c->palette[b & 15][2];
+    }
 }
 
 // Reports the failures of the record in the words of both forms and returns

@@ -172,8 +172,17 @@ const char* walkRle(const BITMAPINFOHEADER* h, const uint8_t* stream, RowCursor<
         rows->wrote(x + 2 * bytes);
         return;
       }
+      if (repeat) {
+        // The high half of v into the low half of the byte, then whole
+        // bytes of v with its halves exchanged from the even x + 1 on.
+        const uint8_t v = src[0];
+        row[x >> 1] = static_cast<uint8_t>((row[x >> 1] & 0xF0) | (v >> 4));
+        if (n > 1) fillRun(row + ((x + 1) >> 1), n / 2, static_cast<uint8_t>((v << 4) | (v >> 4)));
+        rows->wrote(x + n);
+        return;
+      }
       for (unsigned i = 0; i < n; ++i) {
-        const uint8_t b = repeat ? src[0] : src[i >> 1];
+        const uint8_t b = src[i >> 1];
         const unsigned v = (i & 1) ? (b & 15u) : (b >> 4u);
         uint8_t& d = row[(x + i) >> 1];
         d = ((x + i) & 1) ? static_cast<uint8_t>((d & 0xF0) | v) : static_cast<uint8_t>((d & 0x0F) | (v << 4));
