@@ -100,7 +100,8 @@ int64_t rleRowBytes(const BITMAPINFOHEADER* h);
 
 // Where decodeRle puts the rows of a stream: take(self, y, row) receives
 // every stored row y from 0 to biHeight - 1 once, in order, as rleRowBytes
-// bytes (padding clear).
+// bytes (padding clear, but for the low nibble an odd-count BI_RLE4 write
+// may set at an odd width, as in expandRle).
 struct RleRowTarget {
   void* self;
   void (*take)(void* self, int64_t y, const uint8_t* row);
