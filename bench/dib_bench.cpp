@@ -1,7 +1,7 @@
 // Bitmap interchange beside OpenCV's BMP codec on the same bytes (the BMP is
 // the 14-byte file header followed by the DIB): reading and writing a
-// 1920x1080 24-bit DIB and an 8-bit RLE DIB, and vrnReduceBits
-// Floyd-Steinberg from 8U to 1U.
+// 1920x1080 24-bit DIB and an 8-bit RLE DIB, reading a 4-bit RLE DIB, and
+// vrnReduceBits Floyd-Steinberg from 8U to 1U.
 #include <cstring>
 #include <random>
 #include <vector>
@@ -85,6 +85,25 @@ void BM_ReadRle8_vrn(benchmark::State& state) {
 }
 BENCHMARK(BM_ReadRle8_vrn)->Unit(benchmark::kMillisecond);
 
+// The same runs quantised to 16 gray levels, as a BI_RLE4 DIB.
+void fillRuns16(VrnImage* image) {
+  fillRuns(image);
+  for (int y = 0; y < image->height; ++y) {
+    char* row = image->imageData + static_cast<size_t>(y) * image->widthStep;
+    for (int x = 0; x < image->width; ++x) row[x] = static_cast<char>(row[x] & 0xF0);
+  }
+}
+
+void BM_ReadRle4_vrn(benchmark::State& state) {
+  BenchImage src(VRN_DEPTH_8U, 1), dst(VRN_DEPTH_8U, 1);
+  fillRuns16(src.get());
+  Bmp bmp = makeBmp(src.get(), 4, BI_RLE4);
+  if (bmp.dib()->biCompression != BI_RLE4) state.SkipWithError("not compressed");
+  for (auto _ : state) vrnConvertFromDIB(bmp.dib(), dst.get());
+  vrnbench::setBytes(state, src.bytes());
+}
+BENCHMARK(BM_ReadRle4_vrn)->Unit(benchmark::kMillisecond);
+
 void BM_WriteRle8_vrn(benchmark::State& state) {
   BenchImage src(VRN_DEPTH_8U, 1);
   fillRuns(src.get());
@@ -141,6 +160,17 @@ void BM_ReadRle8_cv(benchmark::State& state) {
   vrnbench::setBytes(state, src.bytes());
 }
 BENCHMARK(BM_ReadRle8_cv)->Unit(benchmark::kMillisecond);
+
+void BM_ReadRle4_cv(benchmark::State& state) {
+  (void)vrnbench::kOpenCvSingleThread;
+  BenchImage src(VRN_DEPTH_8U, 1);
+  fillRuns16(src.get());
+  Bmp bmp = makeBmp(src.get(), 4, BI_RLE4);
+  cv::Mat out;
+  for (auto _ : state) cv::imdecode(bmp.bytes, cv::IMREAD_GRAYSCALE, &out);
+  vrnbench::setBytes(state, src.bytes());
+}
+BENCHMARK(BM_ReadRle4_cv)->Unit(benchmark::kMillisecond);
 
 // OpenCV writes no RLE: its 8-bit gray BMP of the same image, uncompressed.
 void BM_WriteGray8_cv(benchmark::State& state) {

@@ -121,6 +121,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (stream.empty()) return 0;  // biSizeImage 0 would leave the stream unbounded
     h.biSizeImage = static_cast<uint32_t>(stream.size());
     uint8_t* rows = vrn::expandRle(&h, stream.data(), "fuzz");
+    // The checking walk (run before row-at-a-time decoding) agrees with it.
+    if (vrn::checkRle(&h, stream.data(), "fuzz") != (rows != nullptr)) std::abort();
     vrnFree(rows);
     return 0;
   }

@@ -93,6 +93,33 @@ inline constexpr const char* kZeroMaskText = "Zero colour mask in BI_BITFIELDS D
 // func's name.  The stream is read no further than biSizeImage bytes when
 // that is not 0.
 uint8_t* expandRle(const BITMAPINFOHEADER* h, const uint8_t* stream, const char* func);
+
+// The row size expansion uses: biWidth rounded up to 4 bytes at 8 bits, the
+// nibbles' bytes rounded up to 4 at 4 bits.
+int64_t rleRowBytes(const BITMAPINFOHEADER* h);
+
+// Where decodeRle puts the rows of a stream: take(self, y, row) receives
+// every stored row y from 0 to biHeight - 1 once, in order, as rleRowBytes
+// bytes (padding clear, but for the low nibble an odd-count BI_RLE4 write
+// may set at an odd width, as in expandRle).
+struct RleRowTarget {
+  void* self;
+  void (*take)(void* self, int64_t y, const uint8_t* row);
+};
+
+// Room the decoder may write behind a row's rleRowBytes.
+inline constexpr int64_t kRleSlack = 256;
+// Bytes of the scratch row decodeRle needs.
+int64_t rleScratchBytes(const BITMAPINFOHEADER* h);
+
+// Walks the stream without writing: false after reporting its first fault
+// under func's name, exactly as expandRle would.
+bool checkRle(const BITMAPINFOHEADER* h, const uint8_t* stream, const char* func);
+// Decodes a stream that checkRle accepted into the rows handed to target
+// (equal to expandRle's rows), through `scratch` of rleScratchBytes.
+void decodeRle(const BITMAPINFOHEADER* h, const uint8_t* stream, uint8_t* scratch, const RleRowTarget& target);
+// The codec's report of refused memory.
+void reportRleNoMemory(const BITMAPINFOHEADER* h, const char* func);
 // Compresses the uncompressed rows at `pixels` in place as the header's
 // biCompression says; gives up (biCompression becomes BI_RGB) when the stream
 // would not be smaller.  0, or the status of the report made.

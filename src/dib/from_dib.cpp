@@ -4,7 +4,9 @@
 // per call and run a row at a time over a row buffer.  Palette readers apply
 // the transform to the colour table once, and the common pairs that are a
 // plain row copy or lookup run fused.  Rows: a bottom-up DIB is walked from
-// its last stored row, a bottom-origin image from its last row.
+// its last stored row, a bottom-origin image from its last row.  An RLE
+// stream is checked whole first, then decoded a row at a time into the same
+// row stage.
 #include <cstring>
 
 #include "core/memory.h"
@@ -44,6 +46,7 @@ const DibCheckTexts kFromDibSepTexts = {
 
 struct ReadContext {
   uint8_t palette[256][4];  // transformed entries, byte 3 cleared
+  uint8_t grayPairs[256][2];  // byte 2 of the entries of a 4-bit byte's two pixels
   ColorFields fields;
 };
 
@@ -178,7 +181,8 @@ RowWriter chooseWriter(const VrnImage* image) {
   }
 }
 
-// Fused rows for the pairs that are a plain copy, exchange or lookup.
+// Fused rows for the pairs that are a plain copy, exchange or lookup (at 4
+// bits a byte's two gray pixels are looked up at once).
 using FusedRow = void (*)(const uint8_t* src, int64_t n, uint8_t* dst, const ReadContext& c);
 
 void copy24To3(const uint8_t* src, int64_t n, uint8_t* dst, const ReadContext&) {
@@ -200,6 +204,15 @@ void lookup8To1(const uint8_t* src, int64_t n, uint8_t* dst, const ReadContext& 
 void copy8To1(const uint8_t* src, int64_t n, uint8_t* dst, const ReadContext&) {
   std::memcpy(dst, src, static_cast<size_t>(n));
 }
+void lookup4To1(const uint8_t* src, int64_t n, uint8_t* dst, const ReadContext& c) {
+  const int64_t pairs = n / 2;
+  for (int64_t i = 0; i < pairs; ++i) std::memcpy(dst + 2 * i, c.grayPairs[src[i]], 2);
+  if (n & 1) dst[n - 1] = c.grayPairs[src[pairs]][0];
+}
+void lookup4To3(const uint8_t* src, int64_t n, uint8_t* dst, const ReadContext& c) {
+  for (int64_t x = 0; x < n; ++x)
+    std::memcpy(dst + 3 * x, c.palette[(x & 1) ? src[x >> 1] & 15 : src[x >> 1] >> 4], 3);
+}
 void lookup8To3(const uint8_t* src, int64_t n, uint8_t* dst, const ReadContext& c) {
   for (int64_t x = 0; x < n; ++x) std::memcpy(dst + 3 * x, c.palette[src[x]], 3);
 }
@@ -219,6 +232,8 @@ FusedRow chooseFused(const BITMAPINFOHEADER* h, SeqTransform t, const VrnImage* 
   if (bc == 32 && ch == 4 && t == SeqTransform::kNone && h->biCompression == BI_RGB) return copy32To4;
   if (bc == 8 && ch == 1) return grayIdentity(c) ? copy8To1 : lookup8To1;
   if (bc == 8 && ch == 3) return lookup8To3;
+  if (bc == 4 && ch == 1) return lookup4To1;
+  if (bc == 4 && ch == 3) return lookup4To3;
   return nullptr;
 }
 
@@ -235,6 +250,11 @@ void loadPalette(const BITMAPINFOHEADER* h, SeqTransform t, ReadContext* c) {
     std::memcpy(c->palette[i], table + 4 * i, 3);
     transformQuads(t, c->palette[i], 1);
   }
+  if (bc == 4)
+    for (int b = 0; b < 256; ++b) {
+      c->grayPairs[b][0] = c->palette[b >> 4][2];
+      c->grayPairs[b][1] = c->palette[b & 15][2];
+    }
 }
 
 // Reports the failures of the record in the words of both forms and returns
@@ -264,10 +284,39 @@ int checkRecord(const VrnImage* image, const char* func) {
   return 0;
 }
 
-// The rows of an expanded RLE stream, freed on every way out.
-struct ExpandedRows {
-  uint8_t* rows = nullptr;
-  ~ExpandedRows() { vrnFree(rows); }
+// One call's row stage: stored rows in, image rows out.  Row i of the walk
+// is the DIB's stored row (rows - 1 - i) when it is bottom-up, and the
+// image's row (height - 1 - i) when its origin is the bottom.
+struct RowStage {
+  VrnImage* image;
+  int64_t rows, width, rowStep;
+  FusedRow fused;
+  RowReader reader;
+  SeqTransform perPixel;
+  uint8_t* quads;
+  const ReadContext* context;
+  RowWriter writer;
+  WriteContext wc;
+
+  uint8_t* imageRow(int64_t i) const {
+    const int64_t dstRow = image->origin == VRN_ORIGIN_BOTTOM ? image->height - 1 - i : i;
+    return reinterpret_cast<uint8_t*>(image->imageData) + dstRow * rowStep;
+  }
+  void put(const uint8_t* src, uint8_t* dst) const {
+    if (fused) {
+      fused(src, width, dst, *context);
+      return;
+    }
+    reader(src, width, quads, *context);
+    transformQuads(perPixel, quads, width);
+    writer(quads, width, dst, wc);
+  }
+
+  // A decoded row of an RLE stream (rows stored bottom-up).
+  static void takeRle(void* self, int64_t y, const uint8_t* row) {
+    const RowStage* s = static_cast<const RowStage*>(self);
+    s->put(row, s->imageRow(s->rows - 1 - y));
+  }
 };
 
 }  // namespace
@@ -316,38 +365,47 @@ int readDib(const char* func, const DibCheckTexts& texts, const BITMAPINFOHEADER
 
   const uint8_t* pixels =
       sepData ? sepData : reinterpret_cast<const uint8_t*>(h) + dibPixelOffset(h);
-  ExpandedRows expanded;
-  if (h->biCompression == BI_RLE8 || h->biCompression == BI_RLE4) {
-    expanded.rows = expandRle(h, pixels, func);
-    if (!expanded.rows) return vrnGetErrStatus();
-    pixels = expanded.rows;
+  // An RLE stream is checked whole before any pixel is written, so a fault
+  // leaves the image as it was; it is then decoded a row at a time.
+  const bool rle = h->biCompression == BI_RLE8 || h->biCompression == BI_RLE4;
+  Buffer<uint8_t> rleRow;
+  if (rle) {
+    if (!rleRow.allocate(static_cast<size_t>(rleScratchBytes(h)))) {
+      reportRleNoMemory(h, func);
+      return vrnGetErrStatus();
+    }
+    if (!checkRle(h, pixels, func)) return vrnGetErrStatus();
   }
 
   const int64_t width = h->biWidth > 0 ? h->biWidth : 0;
   if (width == 0 || rows == 0) return 0;
   const bool palette = h->biBitCount <= 8;
   loadPalette(h, transform, &context);
-  const SeqTransform perPixel = palette ? SeqTransform::kNone : transform;
   const FusedRow fused = chooseFused(h, transform, image, context);
   Buffer<uint8_t> quads;
   if (!fused && !quads.allocate(static_cast<size_t>(width) * 4)) {
     VRN_REPORT(VRN_StsNoMem, func, "Not enough memory to allocate data for destination image");
     return VRN_StsNoMem;
   }
+  RowStage stage{.image = image,
+                 .rows = rows,
+                 .width = width,
+                 .rowStep = walk.rowStep,
+                 .fused = fused,
+                 .reader = reader,
+                 .perPixel = palette ? SeqTransform::kNone : transform,
+                 .quads = quads.get(),
+                 .context = &context,
+                 .writer = writer,
+                 .wc = WriteContext{walk.channelStep, walk.pixelStep}};
+  if (rle) {
+    decodeRle(h, pixels, rleRow.get(), RleRowTarget{&stage, RowStage::takeRle});
+    return 0;
+  }
   const int64_t srcStep = dibRowBytes(h->biWidth, h->biBitCount);
-  const WriteContext wc{walk.channelStep, walk.pixelStep};
   for (int64_t i = 0; i < rows; ++i) {
     const int64_t srcRow = h->biHeight > 0 ? rows - 1 - i : i;
-    const int64_t dstRow = image->origin == VRN_ORIGIN_BOTTOM ? image->height - 1 - i : i;
-    const uint8_t* src = pixels + srcRow * srcStep;
-    uint8_t* dst = reinterpret_cast<uint8_t*>(image->imageData) + dstRow * walk.rowStep;
-    if (fused) {
-      fused(src, width, dst, context);
-      continue;
-    }
-    reader(src, width, quads.get(), context);
-    transformQuads(perPixel, quads.get(), width);
-    writer(quads.get(), width, dst, wc);
+    stage.put(pixels + srcRow * srcStep, stage.imageRow(i));
   }
   return 0;
 }
