@@ -175,24 +175,22 @@ TEST(RleDecode, EqualsThePlainExpanderOnRandomStreams) {
     std::memcpy(headerAndTable.data() + 40, table.data(), table.size());
     const auto* rleHeader = reinterpret_cast<const BITMAPINFOHEADER*>(headerAndTable.data());
     const int origin = static_cast<int>(rng() % 2);
-    VrnImage* got = makeImage(l.channels, l.depth, width + 3, height + 1, l.seq, l.order, origin, 0, trial);
-    VrnImage* want = makeImage(l.channels, l.depth, width + 3, height + 1, l.seq, l.order, origin, 0, trial);
+    TestImage got = image(l.depth, l.channels, width + 3, height + 1, l.seq, l.order, origin, 0, trial);
+    TestImage want = image(l.depth, l.channels, width + 3, height + 1, l.seq, l.order, origin, 0, trial);
     catcher.clear();
-    const int status = vrnConvertFromDIBSep(rleHeader, exact.get(), got);
+    const int status = vrnConvertFromDIBSep(rleHeader, exact.get(), got.get());
     if (ref.fault.empty()) {
       EXPECT_EQ(status, 0);
       EXPECT_TRUE(catcher.empty());
       Bytes plain = headerAndTable;
       reinterpret_cast<BITMAPINFOHEADER*>(plain.data())->biCompression = BI_RGB;
-      EXPECT_EQ(vrnConvertFromDIBSep(reinterpret_cast<const BITMAPINFOHEADER*>(plain.data()), ref.rows.data(), want), 0);
+      EXPECT_EQ(vrnConvertFromDIBSep(reinterpret_cast<const BITMAPINFOHEADER*>(plain.data()), ref.rows.data(), want.get()), 0);
     } else {
       EXPECT_EQ(status, VRN_StsBadArg);
       EXPECT_REPORT(catcher, VRN_StsBadArg, "vrnConvertFromDIBSep", ref.fault);
     }
     ASSERT_EQ(got->imageSize, want->imageSize);
     EXPECT_EQ(std::memcmp(got->imageData, want->imageData, static_cast<size_t>(got->imageSize)), 0);
-    freeImage(got);
-    freeImage(want);
   }
 }
 
