@@ -142,11 +142,6 @@ std::string TileServer::callsText() const {
   return s;
 }
 
-void TileServer::clearLog() {
-  calls_.clear();
-  violations_.clear();
-}
-
 void TileServer::violation(const std::string& text) {
   violations_.push_back((name_.empty() ? "" : name_ + ": ") + text + " [calls: " + callsText() + "]");
 }
