@@ -107,7 +107,7 @@ TEST(Frame, FlatRunWorksPaddingOnlyWhenAllShapesAreEqual) {
       ra.nChannels = rb.nChannels = rf.nChannels = 1;
       for (int x = 7 * 3; x < flat->widthStep / bytes; ++x) {
         const double want = addOf(depth, sampleAt(&ra, x, 0), sampleAt(&rb, x, 0));
-        if (!std::isnan(want)) ASSERT_EQ(sampleAt(&rf, x, 0), want) << "padding of row " << y << " at sample " << x;
+        if (!std::isnan(want)) { ASSERT_EQ(sampleAt(&rf, x, 0), want) << "padding of row " << y << " at sample " << x; }
       }
     }
   }
