@@ -138,7 +138,7 @@ TEST(Records, AllocationChecks) {
 
 // A legal 3-channel 8U image that each case breaks in one or two fields (the
 // second shows which check comes first).
-#define CASE(what, status, body) {what, status, [](VrnImage* i, VrnImage* m, VrnROI* r, VrnTileInfo* t) { body; }}
+#define CASE(what, status, body) {what, status, []([[maybe_unused]] VrnImage* i, [[maybe_unused]] VrnImage* m, [[maybe_unused]] VrnROI* r, [[maybe_unused]] VrnTileInfo* t) { body; }}
 const struct CheckCase {
   const char* what;
   int status;
