@@ -46,35 +46,17 @@ Side makeSide(const TestImage& image, Rng& rng, bool tiled, const char* name) {
     side.plain = image.clone();
     return side;
   }
-  int tw = 8, th = 8;
-  switch (rng() % 4) {
-    case 0: break;
-    case 1: tw = 16; th = 24; break;
-    case 2: tw = 24; th = 16; break;
-    default:  // larger than the image
-      tw = (image->width + 7) / 8 * 8 + 8 * static_cast<int>(rng() % 2);
-      th = (image->height + 7) / 8 * 8 + 8 * static_cast<int>(rng() % 2);
-  }
+  // 8x8, 16x24, 24x16, or larger than the image.
+  static const int widths[] = {8, 16, 24}, heights[] = {8, 24, 16};
+  const int k = static_cast<int>(rng() % 4);
+  int tw = k < 3 ? widths[k] : (image->width + 7) / 8 * 8 + 8 * static_cast<int>(rng() % 2);
+  int th = k < 3 ? heights[k] : (image->height + 7) / 8 * 8 + 8 * static_cast<int>(rng() % 2);
   side.server = std::make_unique<TileServer>(image, tw, th, name);
   return side;
 }
 
 bool oneChannelByCoi(const VrnImage* image) {
   return image->nChannels == 1 && image->roi && image->roi->coi > 0;
-}
-
-std::string reportsText(const ReportCatcher& c) { return c.describe(); }
-
-bool emptyRectangle(std::initializer_list<const VrnImage*> images) {
-  for (const VrnImage* image : images) {
-    if (!image) continue;
-    for (const VrnImage* im : {image, static_cast<const VrnImage*>(image->maskROI)}) {
-      if (!im) continue;
-      const vrn::ImageRect r = vrn::clippedRoi(im);
-      if (r.width <= 0 || r.height <= 0) return true;
-    }
-  }
-  return false;
 }
 
 class TiledEqualsFlat : public testing::TestWithParam<size_t> {};
@@ -97,21 +79,15 @@ TEST_P(TiledEqualsFlat, OnRandomCalls) {
     TestImage sources[2];
     for (int i = 0; i < op.sources; ++i)
       if (!call.sourceIsDst[i]) sources[i] = TestImage(call.sources[static_cast<size_t>(i)]);
-    TestImage plainDst = dst.clone();
-    TestImage plainSrc[2];
+    TestImage plainDst = dst.clone(), plainSrc[2];
     VrnImage* plainRec[2] = {nullptr, nullptr};
-    for (int i = 0; i < op.sources; ++i) {
-      if (call.sourceIsDst[i]) {
-        plainRec[i] = plainDst.get();
-      } else {
-        plainSrc[i] = sources[i].clone();
-        plainRec[i] = plainSrc[i].get();
-      }
-    }
+    for (int i = 0; i < op.sources; ++i)
+      plainRec[i] = call.sourceIsDst[i] ? plainDst.get() : (plainSrc[i] = sources[i].clone()).get();
     // An empty rectangle still has the walk ask for its bands' tiles, which
     // may lie beyond the grid (a ROI at the right edge); the walker's own
     // tests cover that case.
-    if (emptyRectangle({plainRec[0], plainRec[1], plainDst.get()})) continue;
+    const Rect size = operationSize({plainRec[0], plainRec[1], plainDst.get()});
+    if (size.width <= 0 || size.height <= 0) continue;
     ReportCatcher plainReports;
     op.run(plainRec[0], plainRec[1], plainDst.get());
     const std::vector<Report> expectedReports = plainReports.reports();
@@ -124,20 +100,14 @@ TEST_P(TiledEqualsFlat, OnRandomCalls) {
     Side dstSide = makeSide(dst, rng, tiled[0], "D");
     Side srcSide[2];
     VrnImage* rec[2] = {nullptr, nullptr};
-    for (int i = 0; i < op.sources; ++i) {
-      if (call.sourceIsDst[i]) {
-        rec[i] = dstSide.record();
-      } else {
-        srcSide[i] = makeSide(sources[i], rng, tiled[i + 1], i ? "B" : "A");
-        rec[i] = srcSide[i].record();
-      }
-    }
+    for (int i = 0; i < op.sources; ++i)
+      rec[i] = call.sourceIsDst[i] ? dstSide.record() : (srcSide[i] = makeSide(sources[i], rng, tiled[i + 1], i ? "B" : "A")).record();
     ReportCatcher tiledReports;
     op.run(rec[0], rec[1], dstSide.record());
 
     // Same reports.
     ASSERT_EQ(tiledReports.count(), expectedReports.size()) << "plain run reported:\n"
-        << plainReports.describe() << "tiled run reported:\n" << reportsText(tiledReports);
+        << plainReports.describe() << "tiled run reported:\n" << tiledReports.describe();
     for (size_t i = 0; i < expectedReports.size(); ++i) {
       EXPECT_EQ(tiledReports.reports()[i].status, expectedReports[i].status);
       EXPECT_EQ(tiledReports.reports()[i].context, expectedReports[i].context);
@@ -153,22 +123,15 @@ TEST_P(TiledEqualsFlat, OnRandomCalls) {
     const bool cellFlat = oneChannelByCoi(dst) && oneChannelByCoi(pa) && (!pb || oneChannelByCoi(pb));
     const bool paddingComparable = anyMask || (!plainFlat && !cellFlat);
     const TestImage got = dstSide.result();
-    if (paddingComparable)
-      EXPECT_TRUE(sameBytes(plainDst.get(), got.get()));
-    else
-      EXPECT_TRUE(samePixels(plainDst.get(), got.get()));
+    EXPECT_TRUE(paddingComparable ? sameBytes(plainDst.get(), got.get()) : samePixels(plainDst.get(), got.get()));
 
     // Sources untouched, protocol kept.
     for (int i = 0; i < op.sources; ++i) {
       if (call.sourceIsDst[i]) continue;
       EXPECT_TRUE(sameBytes(sources[i].get(), srcSide[i].result().get())) << "source " << i << " changed";
-      if (srcSide[i].server) {
-        EXPECT_TRUE(srcSide[i].server->checkProtocol());
-      }
+      if (srcSide[i].server) { EXPECT_TRUE(srcSide[i].server->checkProtocol()); }
     }
-    if (dstSide.server) {
-      EXPECT_TRUE(dstSide.server->checkProtocol());
-    }
+    if (dstSide.server) { EXPECT_TRUE(dstSide.server->checkProtocol()); }
     if (HasFailure()) return;
   }
 }

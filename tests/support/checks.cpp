@@ -42,8 +42,6 @@ std::vector<uint8_t> allowedBits(const VrnImage* image, const Rect& rect,
   return allowed;
 }
 
-std::string sampleAtOffset(const VrnImage* image, size_t offset) { return describeOffset(image, offset); }
-
 }  // namespace
 
 testing::AssertionResult onlyRectChanged(const Snapshot& before, const VrnImage* after,
@@ -57,7 +55,7 @@ testing::AssertionResult onlyRectChanged(const Snapshot& before, const VrnImage*
     if (diff)
       return testing::AssertionFailure()
              << "changed outside the rectangle {" << rect.x << "," << rect.y << " " << rect.width
-             << "x" << rect.height << "}: " << sampleAtOffset(after, i) << ", was " << hexByte(before[i])
+             << "x" << rect.height << "}: " << describeOffset(after, i) << ", was " << hexByte(before[i])
              << ", now " << hexByte(now[i])
              << (allowed[i] ? " (another bit of an allowed byte)" : "");
   }

@@ -73,10 +73,7 @@ bool sameSample(T a, T b) {
 template <class T>
 std::string sampleText(T v) {
   std::ostringstream s;
-  if constexpr (sizeof(T) == 1)
-    s << static_cast<int>(v);
-  else
-    s << +v;
+  s << +v;
   return s.str();
 }
 
@@ -106,35 +103,24 @@ testing::AssertionResult packedMatchesScalar(Row row, Ref ref, const PackedCheck
   constexpr unsigned char kSentinel = 0xA5;
 
   Rng rng(options.seed);
-  const size_t room = maxN + 2 * std::max(kSrcMis, kDstMis) + 16;
   std::vector<S> inputs[2] = {std::vector<S>(maxN + 1), std::vector<S>(maxN + 1)};
   std::vector<D> expected(maxN + 1);
-  // Aligned storage: sources and destination each at a 64-byte boundary plus a misalignment.
-  std::vector<unsigned char> srcStore[2], dstStore((room + 16) * sizeof(D) + 128);
-  for (auto& s : srcStore) s.resize((room + 16) * sizeof(S) + 128);
-  auto aligned = [](std::vector<unsigned char>& v) {
-    return reinterpret_cast<unsigned char*>((reinterpret_cast<uintptr_t>(v.data()) + 63) & ~uintptr_t{63});
-  };
-  unsigned char* srcBase[2] = {aligned(srcStore[0]), aligned(srcStore[1])};
-  unsigned char* dstBase = aligned(dstStore);
-  const size_t dstBytes = dstStore.size() - static_cast<size_t>(dstBase - dstStore.data()) - 64;
+  // Sources and destination each at a 64-byte boundary plus a misalignment.
+  const size_t room = (maxN + 2 * std::max(kSrcMis, kDstMis) + 32) * std::max(sizeof(S), sizeof(D)) + 128;
+  std::vector<unsigned char> stores[3] = {std::vector<unsigned char>(room), std::vector<unsigned char>(room), std::vector<unsigned char>(room)};
+  unsigned char* base[3];
+  for (int i = 0; i < 3; ++i)
+    base[i] = reinterpret_cast<unsigned char*>((reinterpret_cast<uintptr_t>(stores[i].data()) + 63) & ~uintptr_t{63});
+  unsigned char* dstBase = base[2];
+  const size_t dstBytes = room - static_cast<size_t>(dstBase - stores[2].data()) - 64;
 
   for (size_t n = 0; n <= maxN; ++n) {
     for (int s = 0; s < kSources; ++s)
       for (size_t i = 0; i < n; ++i) inputs[s][i] = randomSample<S>(rng);
-    if constexpr (kRefRow) {
-      if constexpr (kTwo)
-        ref(inputs[0].data(), inputs[1].data(), expected.data(), n);
-      else
-        ref(inputs[0].data(), expected.data(), n);
-    } else {
-      for (size_t i = 0; i < n; ++i) {
-        if constexpr (kTwo)
-          expected[i] = ref(inputs[0][i], inputs[1][i]);
-        else
-          expected[i] = ref(inputs[0][i]);
-      }
-    }
+    if constexpr (kRefRow && kTwo) ref(inputs[0].data(), inputs[1].data(), expected.data(), n);
+    else if constexpr (kRefRow) ref(inputs[0].data(), expected.data(), n);
+    else if constexpr (kTwo) for (size_t i = 0; i < n; ++i) expected[i] = ref(inputs[0][i], inputs[1][i]);
+    else for (size_t i = 0; i < n; ++i) expected[i] = ref(inputs[0][i]);
     for (size_t m = 0; m < kDstMis; ++m) {
       const size_t mis[2] = {(m + n) % kSrcMis, (3 * m + 2 * n + 1) % kSrcMis};
       for (int pass = 0; pass < (options.inPlace && std::is_same_v<S, D> ? 2 : 1); ++pass) {
@@ -143,7 +129,7 @@ testing::AssertionResult packedMatchesScalar(Row row, Ref ref, const PackedCheck
         D* d = reinterpret_cast<D*>(dstBase) + m;
         const S* src[2];
         for (int s = 0; s < kSources; ++s) {
-          S* p = reinterpret_cast<S*>(srcBase[s]) + mis[s];
+          S* p = reinterpret_cast<S*>(base[s]) + mis[s];
           std::memcpy(p, inputs[s].data(), n * sizeof(S));
           src[s] = p;
         }
@@ -151,14 +137,12 @@ testing::AssertionResult packedMatchesScalar(Row row, Ref ref, const PackedCheck
           std::memcpy(static_cast<void*>(d), inputs[0].data(), n * sizeof(D));
           src[0] = reinterpret_cast<const S*>(d);
         }
-        if constexpr (kTwo)
-          row(src[0], src[1], d, n);
-        else
-          row(src[0], d, n);
+        if constexpr (kTwo) row(src[0], src[1], d, n);
+        else row(src[0], d, n);
         auto where = [&] {
           std::ostringstream s;
-          s << "length " << n << ", misalignment (elements) src {" << mis[0];
-          if (kTwo) s << ", " << mis[1];
+          s << "length " << n << ", misalignment (elements) src {" << mis[0] << (kTwo ? ", " : "");
+          if (kTwo) s << mis[1];
           s << "} dst " << m << (inPlace ? ", in place" : "");
           return s.str();
         };
@@ -174,13 +158,11 @@ testing::AssertionResult packedMatchesScalar(Row row, Ref ref, const PackedCheck
           }
         }
         const size_t begin = m * sizeof(D), end = begin + n * sizeof(D);
-        for (size_t b = 0; b < dstBytes; ++b) {
-          if (b >= begin && b < end) continue;
-          if (dstBase[b] != kSentinel)
+        for (size_t b = 0; b < dstBytes; ++b)
+          if ((b < begin || b >= end) && dstBase[b] != kSentinel)
             return testing::AssertionFailure()
                    << where() << ": byte " << static_cast<int64_t>(b) - static_cast<int64_t>(begin)
                    << " from the destination's start changed (outside the row)";
-        }
       }
     }
   }

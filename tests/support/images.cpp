@@ -9,6 +9,7 @@
 #include <cstring>
 #include <limits>
 #include <sstream>
+#include <utility>
 
 namespace vrntest {
 namespace {
@@ -35,24 +36,16 @@ int64_t rowBytes(const VrnImage* image) {
 }
 
 double randomValue(Rng& rng, int depth, Content content) {
+  const double lo = depthMin(depth), hi = depthMax(depth);
   if (content == Content::kEdgeRich && rng() % 3 == 0) {
-    const double lo = depthMin(depth), hi = depthMax(depth);
-    const bool isSigned = lo < 0;
-    switch (rng() % (isSigned ? 7 : 5)) {
-      case 0: return lo;
-      case 1: return hi;
-      case 2: return 0;
-      case 3: return 1;
-      case 4: return depth == VRN_DEPTH_32F ? hi : hi - 1;
-      case 5: return -1;
-      default: return depth == VRN_DEPTH_32F ? lo : lo + 1;
-    }
+    const bool isFloat = depth == VRN_DEPTH_32F;
+    const double edges[] = {lo, hi, 0, 1, isFloat ? hi : hi - 1, -1, isFloat ? lo : lo + 1};
+    return edges[rng() % (lo < 0 ? 7 : 5)];
   }
   if (depth == VRN_DEPTH_32F) {
     // Multiples of 1/64 in [-1000, 1000]: exact in float, sums stay exact.
     return static_cast<double>(static_cast<int64_t>(rng() % 128001) - 64000) / 64.0;
   }
-  const double lo = depthMin(depth), hi = depthMax(depth);
   const uint64_t span = static_cast<uint64_t>(hi - lo) + 1;
   return lo + static_cast<double>(rng() % span);
 }
@@ -74,62 +67,38 @@ void fillMaskBits(VrnImage* mask, uint64_t seed, double density) {
 
 }  // namespace
 
+namespace {
+// Per depth, in the order of kAllDepthWords.
+int depthIndex(int depth) {
+  for (int i = 0; i < 7; ++i)
+    if (kAllDepthWords[i] == depth) return i;
+  return 7;
+}
+}  // namespace
+
 const char* depthName(int depth) {
-  switch (depth) {
-    case VRN_DEPTH_1U: return "1U";
-    case VRN_DEPTH_8U: return "8U";
-    case VRN_DEPTH_8S: return "8S";
-    case VRN_DEPTH_16U: return "16U";
-    case VRN_DEPTH_16S: return "16S";
-    case VRN_DEPTH_32S: return "32S";
-    case VRN_DEPTH_32F: return "32F";
-    default: return "bad depth";
-  }
+  static const char* const names[] = {"1U", "8U", "8S", "16U", "16S", "32S", "32F", "bad depth"};
+  return names[depthIndex(depth)];
 }
-
 int sampleBytes(int depth) { return bitsOf(depth) / 8; }
-
 double depthMin(int depth) {
-  switch (depth) {
-    case VRN_DEPTH_8S: return -128;
-    case VRN_DEPTH_16S: return -32768;
-    case VRN_DEPTH_32S: return -2147483648.0;
-    case VRN_DEPTH_32F: return std::numeric_limits<float>::lowest();
-    default: return 0;
-  }
+  static const double mins[] = {0, 0, -128, 0, -32768, -2147483648.0, std::numeric_limits<float>::lowest(), 0};
+  return mins[depthIndex(depth)];
 }
-
 double depthMax(int depth) {
-  switch (depth) {
-    case VRN_DEPTH_1U: return 1;
-    case VRN_DEPTH_8U: return 255;
-    case VRN_DEPTH_8S: return 127;
-    case VRN_DEPTH_16U: return 65535;
-    case VRN_DEPTH_16S: return 32767;
-    case VRN_DEPTH_32S: return 2147483647.0;
-    case VRN_DEPTH_32F: return std::numeric_limits<float>::max();
-    default: return 0;
-  }
+  static const double maxs[] = {1, 255, 127, 65535, 32767, 2147483647.0, std::numeric_limits<float>::max(), 0};
+  return maxs[depthIndex(depth)];
 }
 
 std::string ImageSpec::describe() const {
   std::ostringstream s;
-  s << depthName(depth) << " " << width << "x" << height << " ch" << nChannels;
-  if (alphaChannel) s << " alpha" << alphaChannel;
-  s << (dataOrder == VRN_DATA_ORDER_PLANE ? " plane" : " pixel") << " align" << align;
-  if (origin) s << " bottom-up";
-  if (hasRoi)
-    s << " roi{coi " << roi.coi << ", " << roi.xOffset << "," << roi.yOffset << " " << roi.width
-      << "x" << roi.height << "}";
-  if (hasMask) {
-    s << " mask " << mask.width << "x" << mask.height;
-    if (mask.hasRoi)
-      s << " roi{" << mask.roi.xOffset << "," << mask.roi.yOffset << " " << mask.roi.width << "x"
-        << mask.roi.height << "}";
-    s << " density " << mask.density;
-  }
-  s << (content == Content::kEdgeRich ? " edge-rich" : content == Content::kZero ? " zero" : "")
-    << " seed " << seed;
+  s << depthName(depth) << " " << width << "x" << height << " ch" << nChannels << " alpha" << alphaChannel
+    << " order" << dataOrder << " align" << align << " origin" << origin;
+  if (hasRoi) s << " roi{" << roi.coi << "; " << roi.xOffset << "," << roi.yOffset << " " << roi.width << "x" << roi.height << "}";
+  if (hasMask)
+    s << " mask " << mask.width << "x" << mask.height << " roi{" << mask.hasRoi << "; " << mask.roi.xOffset << ","
+      << mask.roi.yOffset << " " << mask.roi.width << "x" << mask.roi.height << "} density " << mask.density;
+  s << " content" << static_cast<int>(content) << " seed " << seed;
   return s.str();
 }
 
@@ -145,8 +114,6 @@ TestImage::TestImage(const ImageSpec& spec) : spec_(spec) {
     mask = vrnCreateImageHeader(1, 0, VRN_DEPTH_1U, kGray, kG, VRN_DATA_ORDER_PIXEL, VRN_ORIGIN_TOP,
                                 m.align, m.width, m.height, maskRoi, nullptr, nullptr, nullptr);
     if (!mask) {
-      delete maskRoi;
-      delete roi;
       ADD_FAILURE() << "mask header refused: " << spec.describe();
       return;
     }
@@ -157,13 +124,6 @@ TestImage::TestImage(const ImageSpec& spec) : spec_(spec) {
                                 spec.dataOrder, spec.origin, spec.align, spec.width, spec.height,
                                 roi, mask, nullptr, nullptr);
   if (!image_) {
-    delete roi;
-    if (mask) {
-      delete mask->roi;
-      vrnFree(mask);
-      std::free(maskBlock_);
-      maskBlock_ = nullptr;
-    }
     ADD_FAILURE() << "image header refused: " << spec.describe();
     return;
   }
@@ -173,22 +133,13 @@ TestImage::TestImage(const ImageSpec& spec) : spec_(spec) {
 
 TestImage::~TestImage() { release(); }
 
-TestImage::TestImage(TestImage&& o) noexcept
-    : spec_(o.spec_), image_(o.image_), block_(o.block_), maskBlock_(o.maskBlock_) {
-  o.image_ = nullptr;
-  o.block_ = o.maskBlock_ = nullptr;
-}
+TestImage::TestImage(TestImage&& o) noexcept { *this = std::move(o); }
 
 TestImage& TestImage::operator=(TestImage&& o) noexcept {
-  if (this != &o) {
-    release();
-    spec_ = o.spec_;
-    image_ = o.image_;
-    block_ = o.block_;
-    maskBlock_ = o.maskBlock_;
-    o.image_ = nullptr;
-    o.block_ = o.maskBlock_ = nullptr;
-  }
+  std::swap(spec_, o.spec_);
+  std::swap(image_, o.image_);
+  std::swap(block_, o.block_);
+  std::swap(maskBlock_, o.maskBlock_);
   return *this;
 }
 
@@ -218,32 +169,26 @@ void TestImage::release() {
   block_ = nullptr;
 }
 
+namespace {
+// A copy of a record with its own ROI and buffer (no mask).
+VrnImage* copyRecord(const VrnImage* from, void** block) {
+  auto* copy = static_cast<VrnImage*>(vrnMalloc(sizeof(VrnImage)));
+  *copy = *from;
+  copy->roi = from->roi ? new VrnROI(*from->roi) : nullptr;
+  copy->maskROI = nullptr;
+  copy->imageData = allocateBuffer(from->imageSize, from->align, block);
+  std::memcpy(copy->imageData, from->imageData, static_cast<size_t>(from->imageSize));
+  return copy;
+}
+}  // namespace
+
 TestImage TestImage::clone() const {
   TestImage copy;
   copy.spec_ = spec_;
   if (!image_) return copy;
-  copy.image_ = static_cast<VrnImage*>(vrnMalloc(sizeof(VrnImage)));
-  *copy.image_ = *image_;
-  copy.image_->roi = image_->roi ? new VrnROI(*image_->roi) : nullptr;
-  copy.image_->imageData = allocateBuffer(image_->imageSize, image_->align, &copy.block_);
-  std::memcpy(copy.image_->imageData, image_->imageData, static_cast<size_t>(image_->imageSize));
-  copy.image_->maskROI = nullptr;
-  if (const VrnImage* m = image_->maskROI) {
-    auto* mask = static_cast<VrnImage*>(vrnMalloc(sizeof(VrnImage)));
-    *mask = *m;
-    mask->roi = m->roi ? new VrnROI(*m->roi) : nullptr;
-    mask->maskROI = nullptr;
-    mask->imageData = allocateBuffer(m->imageSize, m->align, &copy.maskBlock_);
-    std::memcpy(mask->imageData, m->imageData, static_cast<size_t>(m->imageSize));
-    copy.image_->maskROI = mask;
-  }
+  copy.image_ = copyRecord(image_, &copy.block_);
+  if (image_->maskROI) copy.image_->maskROI = copyRecord(image_->maskROI, &copy.maskBlock_);
   return copy;
-}
-
-void TestImage::refill(uint64_t seed, Content content) {
-  spec_.seed = seed;
-  spec_.content = content;
-  fillImage(image_, seed, content);
 }
 
 // ---------------------------------------------------------------------------
@@ -272,18 +217,28 @@ size_t sampleOffset(const VrnImage* image, int x, int y, int c) {
   return static_cast<size_t>(y) * step + (static_cast<size_t>(x) * image->nChannels + c) * bytes;
 }
 
+namespace {
+// Calls f with a value of the sample type of a byte-sized depth (1U excluded).
+template <class F>
+auto withSampleType(int depth, F f) {
+  switch (depth) {
+    case VRN_DEPTH_8S: return f(int8_t{});
+    case VRN_DEPTH_16U: return f(uint16_t{});
+    case VRN_DEPTH_16S: return f(int16_t{});
+    case VRN_DEPTH_32S: return f(int32_t{});
+    case VRN_DEPTH_32F: return f(float{});
+    default: return f(uint8_t{});
+  }
+}
+}  // namespace
+
 double sampleAt(const VrnImage* image, int x, int y, int c) {
   const char* p = image->imageData + sampleOffset(image, x, y, c);
-  switch (image->depth) {
-    case VRN_DEPTH_1U: return (static_cast<uint8_t>(*p) >> (7 - x % 8)) & 1;
-    case VRN_DEPTH_8U: return static_cast<uint8_t>(*p);
-    case VRN_DEPTH_8S: return static_cast<int8_t>(*p);
-    case VRN_DEPTH_16U: { uint16_t v; std::memcpy(&v, p, 2); return v; }
-    case VRN_DEPTH_16S: { int16_t v; std::memcpy(&v, p, 2); return v; }
-    case VRN_DEPTH_32S: { int32_t v; std::memcpy(&v, p, 4); return v; }
-    case VRN_DEPTH_32F: { float v; std::memcpy(&v, p, 4); return v; }
-    default: return 0;
-  }
+  if (image->depth == VRN_DEPTH_1U) return (static_cast<uint8_t>(*p) >> (7 - x % 8)) & 1;
+  return withSampleType(image->depth, [&](auto v) {
+    std::memcpy(&v, p, sizeof v);
+    return static_cast<double>(v);
+  });
 }
 
 VrnImage viewOf(const VrnImage* layout, char* data, int width, int height, int widthStep) {
@@ -303,25 +258,16 @@ VrnImage viewOf(const VrnImage* layout, char* data, int width, int height, int w
 void setSample(VrnImage* image, int x, int y, int c, double value) {
   char* p = image->imageData + sampleOffset(image, x, y, c);
   const int depth = image->depth;
-  if (depth == VRN_DEPTH_32F) {
-    const float v = static_cast<float>(value);
-    std::memcpy(p, &v, 4);
-    return;
-  }
   if (depth == VRN_DEPTH_1U) {
     const uint8_t bit = static_cast<uint8_t>(0x80 >> (x % 8));
     *p = static_cast<char>(value != 0 ? (*p | bit) : (*p & ~bit));
     return;
   }
-  const double v = std::clamp(std::nearbyint(value), depthMin(depth), depthMax(depth));
-  switch (depth) {
-    case VRN_DEPTH_8U: *p = static_cast<char>(static_cast<uint8_t>(v)); break;
-    case VRN_DEPTH_8S: *p = static_cast<char>(static_cast<int8_t>(v)); break;
-    case VRN_DEPTH_16U: { const uint16_t s = static_cast<uint16_t>(v); std::memcpy(p, &s, 2); break; }
-    case VRN_DEPTH_16S: { const int16_t s = static_cast<int16_t>(v); std::memcpy(p, &s, 2); break; }
-    case VRN_DEPTH_32S: { const int32_t s = static_cast<int32_t>(v); std::memcpy(p, &s, 4); break; }
-    default: break;
-  }
+  if (depth != VRN_DEPTH_32F) value = std::clamp(std::nearbyint(value), depthMin(depth), depthMax(depth));
+  withSampleType(depth, [&](auto v) {
+    v = static_cast<decltype(v)>(value);
+    std::memcpy(p, &v, sizeof v);
+  });
 }
 
 // ---------------------------------------------------------------------------
@@ -379,28 +325,20 @@ testing::AssertionResult compareBuffers(const VrnImage* layout, const uint8_t* e
 }  // namespace
 
 testing::AssertionResult sameBytes(const VrnImage* expected, const VrnImage* actual) {
-  if (expected->imageSize != actual->imageSize)
-    return testing::AssertionFailure() << "buffer sizes differ: " << expected->imageSize << " vs "
-                                       << actual->imageSize;
-  return compareBuffers(expected, reinterpret_cast<const uint8_t*>(expected->imageData),
-                        reinterpret_cast<const uint8_t*>(actual->imageData),
-                        static_cast<size_t>(expected->imageSize), false);
+  return sameBytes(snapshot(expected), actual);
 }
 
 testing::AssertionResult sameBytes(const Snapshot& expected, const VrnImage* actual) {
   if (expected.size() != static_cast<size_t>(actual->imageSize))
-    return testing::AssertionFailure() << "buffer sizes differ: " << expected.size() << " vs "
-                                       << actual->imageSize;
-  return compareBuffers(actual, expected.data(), reinterpret_cast<const uint8_t*>(actual->imageData),
-                        expected.size(), false);
+    return testing::AssertionFailure() << "buffer sizes differ: " << expected.size() << " vs " << actual->imageSize;
+  return compareBuffers(actual, expected.data(), reinterpret_cast<const uint8_t*>(actual->imageData), expected.size(), false);
 }
 
 testing::AssertionResult samePixels(const VrnImage* expected, const VrnImage* actual) {
   if (expected->imageSize != actual->imageSize || expected->widthStep != actual->widthStep)
     return testing::AssertionFailure() << "layouts differ";
   return compareBuffers(expected, reinterpret_cast<const uint8_t*>(expected->imageData),
-                        reinterpret_cast<const uint8_t*>(actual->imageData),
-                        static_cast<size_t>(expected->imageSize), true);
+                        reinterpret_cast<const uint8_t*>(actual->imageData), static_cast<size_t>(expected->imageSize), true);
 }
 
 // ---------------------------------------------------------------------------
@@ -538,10 +476,6 @@ Shared randomShared(Rng& rng, const CallOptions& o) {
 }
 
 }  // namespace
-
-ImageSpec randomSpec(Rng& rng, const CallOptions& options) {
-  return specFor(rng, randomShared(rng, options), options);
-}
 
 CallSpec randomCall(uint64_t seed, const CallOptions& options) {
   Rng rng(seed * 0xD1B54A32D192ED03ull + 5);

@@ -104,8 +104,6 @@ class TestImage {
 
   // A deep copy: same record fields, same bytes, own ROI and mask.
   TestImage clone() const;
-  // Refills the buffer (padding included) from a new seed.
-  void refill(uint64_t seed, Content content);
   // Drops the mask (frees it and clears maskROI).
   void removeMask();
   // Replaces the ROI (or removes it when hasRoi is false).
@@ -189,7 +187,5 @@ struct CallOptions {
 // ROIs that may reach outside, masks with ROIs at any bit offset, and
 // sometimes a source that is the destination.
 CallSpec randomCall(uint64_t seed, const CallOptions& options = {});
-// A random single image spec (any depth of the list, layout, ROI, COI, alpha, mask).
-ImageSpec randomSpec(Rng& rng, const CallOptions& options = {});
 
 }  // namespace vrntest

@@ -56,7 +56,7 @@ int ReportCatcher::handler(int status, const char* funcName, const char* context
   r.fileName = fileName ? fileName : "";
   r.line = line;
   self->reports_.push_back(r);
-  return self->useReturnValue_ ? self->returnValue_ : status;
+  return status;
 }
 
 namespace {

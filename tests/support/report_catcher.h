@@ -37,8 +37,6 @@ class ReportCatcher {
   // The last report; a default Report when none was made.
   const Report& last() const;
   void clear() { reports_.clear(); }
-  // What the handler returns (default: the status it was given).
-  void setReturnValue(int value) { returnValue_ = value; useReturnValue_ = true; }
   // All reports, one per line, for failure messages.
   std::string describe() const;
 
@@ -50,8 +48,6 @@ class ReportCatcher {
   VrnErrorHandler oldHandler_;
   int oldMode_;
   int oldStatus_;
-  int returnValue_ = 0;
-  bool useReturnValue_ = false;
 };
 
 // Exactly one report was made, with this status, function and context.

@@ -6,7 +6,6 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
-#include <sstream>
 
 namespace vrntest {
 namespace {
@@ -16,26 +15,11 @@ std::atomic<uint64_t> gSequence{0};
 char kModel[4] = {'T', 'I', 'L', 'E'};
 char kSeq[4] = {'T', 0, 0, 0};
 
-std::string tileName(int col, int row) {
-  std::ostringstream s;
-  s << "(" << col << "," << row << ")";
-  return s.str();
-}
-
-char modeLetter(int mode) {
-  switch (mode) {
-    case VRN_TILE_READ: return 'R';
-    case VRN_TILE_WRITE: return 'W';
-    case VRN_TILE_RELEASE: return 'X';
-    default: return '?';
-  }
-}
+std::string tileName(int col, int row) { return "(" + std::to_string(col) + "," + std::to_string(row) + ")"; }
 
 std::string callText(const TileServer::Call& c) {
-  std::string s(1, modeLetter(c.mode));
-  s += tileName(c.col, c.row);
-  if (c.withheld) s += "!";
-  return s;
+  const char letter = c.mode == VRN_TILE_READ ? 'R' : c.mode == VRN_TILE_WRITE ? 'W' : c.mode == VRN_TILE_RELEASE ? 'X' : '?';
+  return letter + tileName(c.col, c.row) + (c.withheld ? "!" : "");
 }
 
 }  // namespace
@@ -75,8 +59,6 @@ TileServer::TileServer(const TestImage& plain, int tileWidth, int tileHeight, st
                                 info);
   if (!image_) {
     ADD_FAILURE() << "tiled header refused for " << base_.spec().describe();
-    delete roi;
-    vrnDeleteTileInfo(info);
     return;
   }
   std::memcpy(image_->borderMode, p->borderMode, sizeof image_->borderMode);
@@ -135,16 +117,8 @@ void TileServer::withholdRequest(int k) { withholdAt_ = requests_ + k; }
 
 std::string TileServer::callsText() const {
   std::string s;
-  for (const Call& c : calls_) {
-    if (!s.empty()) s += " ";
-    s += callText(c);
-  }
+  for (const Call& c : calls_) s += (s.empty() ? "" : " ") + callText(c);
   return s;
-}
-
-void TileServer::clearLog() {
-  calls_.clear();
-  violations_.clear();
 }
 
 void TileServer::violation(const std::string& text) {
@@ -223,19 +197,12 @@ testing::AssertionResult TileServer::checkProtocol(bool failureExpected) {
 }
 
 std::string mergedCallsText(std::initializer_list<const TileServer*> servers) {
-  struct Item {
-    uint64_t seq;
-    std::string text;
-  };
-  std::vector<Item> items;
+  std::vector<std::pair<uint64_t, std::string>> items;
   for (const TileServer* s : servers)
-    for (const TileServer::Call& c : s->calls()) items.push_back({c.seq, s->name() + ":" + callText(c)});
-  std::sort(items.begin(), items.end(), [](const Item& a, const Item& b) { return a.seq < b.seq; });
+    for (const TileServer::Call& c : s->calls()) items.emplace_back(c.seq, s->name() + ":" + callText(c));
+  std::sort(items.begin(), items.end());
   std::string text;
-  for (const Item& i : items) {
-    if (!text.empty()) text += " ";
-    text += i.text;
-  }
+  for (const auto& item : items) text += (text.empty() ? "" : " ") + item.second;
   return text;
 }
 

@@ -47,12 +47,6 @@ class TileServer {
   VrnImage* image() const { return image_; }
   operator VrnImage*() const { return image_; }
   const std::string& name() const { return name_; }
-  int cols() const { return cols_; }
-  int rows() const { return rows_; }
-  int tileWidthStep() const { return tileStep_; }
-  int tileSize() const { return tileSize_; }
-  // The bytes of tile (col, row).
-  char* tile(int col, int row) const { return tiles_[static_cast<size_t>(row * cols_ + col)]; }
 
   // The plain image as the tiles now hold it: a copy of the image given at
   // construction, with every byte that a tile covers taken from the tile.
@@ -69,9 +63,6 @@ class TileServer {
   const std::vector<Call>& calls() const { return calls_; }
   // The calls as text, e.g. "W(0,0) R(1,0) X(1,0)" (X = RELEASE, ! = withheld).
   std::string callsText() const;
-  const std::vector<std::string>& violations() const { return violations_; }
-  // Forgets the calls and violations (tiles and their release copies stay).
-  void clearLog();
 
   // Final protocol check: the violations recorded, plus tiles left open
   // (unless a request failed or `failureExpected`) and tiles changed after
