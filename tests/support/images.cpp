@@ -143,6 +143,12 @@ TestImage& TestImage::operator=(TestImage&& o) noexcept {
   return *this;
 }
 
+void TestImage::refill(uint64_t seed, Content content) {
+  spec_.seed = seed;
+  spec_.content = content;
+  fillImage(image_, seed, content);
+}
+
 void TestImage::removeMask() {
   if (!image_ || !image_->maskROI) return;
   delete image_->maskROI->roi;

@@ -104,6 +104,8 @@ class TestImage {
 
   // A deep copy: same record fields, same bytes, own ROI and mask.
   TestImage clone() const;
+  // Refills the buffer (padding included) from a new seed.
+  void refill(uint64_t seed, Content content);
   // Drops the mask (frees it and clears maskROI).
   void removeMask();
   // Replaces the ROI (or removes it when hasRoi is false).
