@@ -246,37 +246,25 @@ TEST(Arithmetic, Edges32S) { checkDepth<int32_t>(VRN_DEPTH_32S); }
 TEST(Arithmetic, Edges32F) { checkDepth<float>(VRN_DEPTH_32F); }
 
 // The 1-bit row functions (Subtract's own, the logic ones that Add and
-// Multiply go to) at every pair of source and destination bit offsets.
+// Multiply go to) at every pair of source and destination bit offsets, on
+// rows inside one byte and across several.
 TEST(Arithmetic, OneBitRowsAtEveryPairOfBitOffsets) {
   for (Op op : {kAdd, kSub, kMul, kXor})
-    for (int xs = 0; xs < 8; ++xs)
-      for (int xd = 0; xd < 8; ++xd) {
-        const TestImage a(ImageSpec(VRN_DEPTH_1U, 64, 3).seeded(1 + xs).withRoi(0, xs, 0, 30, 3));
-        const TestImage b(ImageSpec(VRN_DEPTH_1U, 64, 3).seeded(20 + xd).withRoi(0, 7 - xs, 1, 40, 2));
-        TestImage d(ImageSpec(VRN_DEPTH_1U, 64, 3).seeded(40).withRoi(0, xd + 8, 0, 35, 3));
-        const Snapshot before = snapshot(d);
-        call(op, a, b, d, 0);
-        ASSERT_TRUE(onlyRectChanged(before, d, 30, 2)) << kNames[op] << " " << xs << " " << xd;
-        for (int y = 0; y < 2; ++y)
-          for (int i = 0; i < 30; ++i)
-            ASSERT_EQ(sampleAt(d, xd + 8 + i, y),
-                      expected<uint8_t>(op, VRN_DEPTH_1U, get<uint8_t>(a, xs + i, y, 0), get<uint8_t>(b, 7 - xs + i, y + 1, 0), 0))
-                << kNames[op] << " " << xs << " " << xd << " at " << i << "," << y;
-      }
-}
-
-// 3 pixels at bit offset 6 of the source and 1 of the destination change
-// bits 1..3 of the destination's byte, nothing else.
-TEST(Arithmetic, OneBitRectangleInsideAByte) {
-  TestImage s(ImageSpec(VRN_DEPTH_1U, 16, 1).withRoi(0, 6, 0, 3, 1));
-  TestImage d(ImageSpec(VRN_DEPTH_1U, 16, 1).withRoi(0, 1, 0, 3, 1));
-  s->imageData[0] = static_cast<char>(0x02);  // pixel 6 = 1, pixel 7 = 0
-  s->imageData[1] = static_cast<char>(0x80);  // pixel 8 = 1
-  d->imageData[0] = 0;
-  d->imageData[1] = static_cast<char>(0x5A);
-  vrnOrS(s, d, 2);  // 2 is 0 in one bit: a copy
-  EXPECT_EQ(static_cast<uint8_t>(d->imageData[0]), 0x50);
-  EXPECT_EQ(static_cast<uint8_t>(d->imageData[1]), 0x5A);
+    for (int w : {3, 30})
+      for (int xs = 0; xs < 8; ++xs)
+        for (int xd = 0; xd < 8; ++xd) {
+          const TestImage a(ImageSpec(VRN_DEPTH_1U, 64, 3).seeded(1 + xs).withRoi(0, xs, 0, w, 3));
+          const TestImage b(ImageSpec(VRN_DEPTH_1U, 64, 3).seeded(20 + xd).withRoi(0, 7 - xs, 1, w + 10, 2));
+          TestImage d(ImageSpec(VRN_DEPTH_1U, 64, 3).seeded(40).withRoi(0, xd + 8, 0, w + 5, 3));
+          const Snapshot before = snapshot(d);
+          call(op, a, b, d, 0);
+          ASSERT_TRUE(onlyRectChanged(before, d, w, 2)) << kNames[op] << " " << xs << " " << xd;
+          for (int y = 0; y < 2; ++y)
+            for (int i = 0; i < w; ++i)
+              ASSERT_EQ(sampleAt(d, xd + 8 + i, y), expected<uint8_t>(op, VRN_DEPTH_1U, get<uint8_t>(a, xs + i, y, 0),
+                                                                      get<uint8_t>(b, 7 - xs + i, y + 1, 0), 0))
+                  << kNames[op] << " " << xs << " " << xd << " at " << i << "," << y;
+        }
 }
 
 }  // namespace
