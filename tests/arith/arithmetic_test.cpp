@@ -1,280 +1,270 @@
-// Arithmetic against its definition: the exact result clamped to the depth
-// (32F: single-precision arithmetic).  8-bit depths are checked on every
-// pair of operands and every sample against a table of edge constants; the
-// wider depths on the edges of their ranges and seeded random values.  Each
-// case runs on a flat buffer (packed rows), rows inside a ROI (packed rows
-// at odd addresses) and one strided channel (scalar).
+// Every arithmetic and logic operation against its definition: the exact
+// result clamped to the depth (32F: single precision; logic: on the bits,
+// the constant cut to the depth's width; 1U: the same formulas on 0 and 1).
+// 8-bit depths run every pair of operands, wider ones their edges and
+// seeded random values.  Each case runs on five layouts that reach every
+// kernel case: a flat run, rows at other offsets (1U: bit offsets), planes,
+// a COI (strided, per sample) and a half-set mask over RGBA (masked, alpha
+// skipped); outside the rectangle nothing may change
+// (but for the flat run, which may go through row padding).
+#include <gtest/gtest.h>
+
+#include <algorithm>
 #include <cmath>
-#include <cstdint>
-#include <limits>
-#include <random>
-#include <type_traits>
+#include <cstring>
+#include <functional>
 
-#include "arith_support.h"
-
-using namespace arithtest;
+#include "support/checks.h"
+#include "support/report_catcher.h"
 
 namespace {
 
-template <class T>
-using Lim = std::numeric_limits<T>;
+using namespace vrntest;
+
+enum Op { kAdd, kSub, kMul, kAnd, kOr, kXor, kAddS, kSubS, kSubSFlip, kMulS, kLShift, kRShift,
+          kSquare, kAbs, kAndS, kOrS, kXorS, kNot };
+const char* const kNames[] = {"Add", "Subtract", "Multiply", "And", "Or", "Xor", "AddS", "SubtractS",
+                              "SubtractS flip", "MultiplyS", "LShiftS", "RShiftS", "Square", "Abs",
+                              "AndS", "OrS", "XorS", "Not"};
+bool isLogic(Op op) { return (op >= kAnd && op <= kXor) || op >= kAndS; }
 
 template <class T>
-T clampTo(int64_t v) {
-  return static_cast<T>(std::min<int64_t>(std::max<int64_t>(v, Lim<T>::min()), Lim<T>::max()));
+T get(const VrnImage* im, int x, int y, int c) {
+  if (im->depth == VRN_DEPTH_1U) return static_cast<T>(sampleAt(im, x, y, c));
+  T v;
+  std::memcpy(&v, im->imageData + sampleOffset(im, x, y, c), sizeof v);
+  return v;
+}
+template <class T>
+void put(VrnImage* im, int x, int y, int c, T v) {
+  if (im->depth == VRN_DEPTH_1U) return setSample(im, x, y, c, v);
+  std::memcpy(im->imageData + sampleOffset(im, x, y, c), &v, sizeof v);
 }
 
-bool sameSample(float a, float b) { return (std::isnan(a) && std::isnan(b)) || std::memcmp(&a, &b, 4) == 0; }
+// The definition; k is the second operand or the constant.
 template <class T>
-bool sameSample(T a, T b) { return a == b; }
-
-// Operand values of a depth: all of 8 bits; the edges and random values otherwise.
-template <class T>
-std::vector<T> operands(size_t randomCount, uint32_t seed) {
-  std::vector<T> v;
+T expected(Op op, int depth, T a, T b, double k) {
   if constexpr (std::is_floating_point_v<T>) {
-    v = {0.0f, -0.0f, 1.0f, -1.0f, 0.5f, -2.5f, Lim<float>::max(), Lim<float>::lowest(),
-         Lim<float>::min(), Lim<float>::denorm_min(), Lim<float>::infinity(), -Lim<float>::infinity(),
-         Lim<float>::quiet_NaN(), 16777216.0f, 3.0e38f};
-    std::mt19937 rng(seed);
-    std::uniform_real_distribution<float> d(-1000.0f, 1000.0f);
-    for (size_t i = 0; i < randomCount; ++i) v.push_back(d(rng));
-  } else if constexpr (sizeof(T) == 1) {
-    for (int x = Lim<T>::min(); x <= Lim<T>::max(); ++x) v.push_back(static_cast<T>(x));
+    const float f = static_cast<float>(k);
+    switch (op) {
+      case kAdd: return a + b;
+      case kSub: return a - b;
+      case kMul: return a * b;
+      case kAddS: return a + f;
+      case kSubS: return a - f;
+      case kSubSFlip: return f - a;
+      case kMulS: return a * f;
+      case kSquare: return a * a;
+      default: return std::fabs(a);
+    }
   } else {
-    const int64_t lo = Lim<T>::min(), hi = Lim<T>::max();
-    for (int64_t x : {lo, lo + 1, lo + 2, int64_t{-2}, int64_t{-1}, int64_t{0}, int64_t{1}, int64_t{2},
-                      int64_t{255}, int64_t{256}, hi / 2, hi / 2 + 1, hi - 1, hi, int64_t{181}, int64_t{46341}})
-      if (x >= lo && x <= hi) v.push_back(static_cast<T>(x));
-    std::mt19937 rng(seed);
-    for (size_t i = 0; i < randomCount; ++i) v.push_back(static_cast<T>(rng()));
+    const int bits = depth & VRN_DEPTH_MASK;
+    const int64_t x = a, v = bits == 1 ? static_cast<int64_t>(k) & 1 : static_cast<int64_t>(k);
+    const T cut = static_cast<T>(v);
+    const uint32_t count = static_cast<uint32_t>(static_cast<int64_t>(k));
+    auto clamp = [&](int64_t r) {
+      return static_cast<T>(std::clamp<int64_t>(r, static_cast<int64_t>(depthMin(depth)), static_cast<int64_t>(depthMax(depth))));
+    };
+    switch (op) {
+      case kAdd: return clamp(x + b);
+      case kSub: return clamp(x - b);
+      case kMul: return clamp(x * b);
+      case kAnd: return static_cast<T>(a & b);
+      case kOr: return static_cast<T>(a | b);
+      case kXor: return static_cast<T>(a ^ b);
+      case kAddS: return clamp(x + v);
+      case kSubS: return clamp(x - v);
+      case kSubSFlip: return clamp(v - x);
+      case kMulS: return clamp(x * v);
+      case kLShift: return count >= static_cast<uint32_t>(bits) ? T{0} : static_cast<T>(static_cast<uint64_t>(x) << count);
+      case kRShift: return count >= static_cast<uint32_t>(bits) ? static_cast<T>(x < 0 ? -1 : 0) : static_cast<T>(x >> count);
+      case kSquare: return clamp(x * x);
+      case kAbs: return bits == 32 && x == INT32_MIN ? a : clamp(x < 0 ? -x : x);
+      case kAndS: return static_cast<T>(a & cut);
+      case kOrS: return static_cast<T>(a | cut);
+      case kXorS: return static_cast<T>(a ^ cut);
+      default: return bits == 1 ? static_cast<T>(a ^ 1) : static_cast<T>(~a);
+    }
   }
+}
+
+void call(Op op, VrnImage* a, VrnImage* b, VrnImage* d, double k) {
+  const int v = static_cast<int>(static_cast<int64_t>(k));
+  const bool fp = a->depth == VRN_DEPTH_32F;
+  switch (op) {
+    case kAdd: return vrnAdd(a, b, d);
+    case kSub: return vrnSubtract(a, b, d);
+    case kMul: return vrnMultiply(a, b, d);
+    case kAnd: return vrnAnd(a, b, d);
+    case kOr: return vrnOr(a, b, d);
+    case kXor: return vrnXor(a, b, d);
+    case kAddS: return fp ? vrnAddSFP(a, d, static_cast<float>(k)) : vrnAddS(a, d, v);
+    case kSubS: return fp ? vrnSubtractSFP(a, d, static_cast<float>(k), 0) : vrnSubtractS(a, d, v, 0);
+    case kSubSFlip: return fp ? vrnSubtractSFP(a, d, static_cast<float>(k), 1) : vrnSubtractS(a, d, v, 7);
+    case kMulS: return fp ? vrnMultiplySFP(a, d, static_cast<float>(k)) : vrnMultiplyS(a, d, v);
+    case kLShift: return vrnLShiftS(a, d, static_cast<unsigned>(v));
+    case kRShift: return vrnRShiftS(a, d, static_cast<unsigned>(v));
+    case kSquare: return vrnSquare(a, d);
+    case kAbs: return vrnAbs(a, d);
+    case kAndS: return vrnAndS(a, d, static_cast<unsigned>(v));
+    case kOrS: return vrnOrS(a, d, static_cast<unsigned>(v));
+    case kXorS: return vrnXorS(a, d, static_cast<unsigned>(v));
+    default: return vrnNot(a, d);
+  }
+}
+
+// Operands: all of 8 bits; edges and seeded random values otherwise.
+template <class T>
+std::vector<T> operands(int depth) {
+  std::vector<T> v;
+  if (depth == VRN_DEPTH_1U) {
+    for (int i = 0; i < 21; ++i) v.push_back(static_cast<T>((i * 7 % 5) & 1));
+    return v;
+  }
+  if constexpr (sizeof(T) == 1) {
+    for (int x = 0; x < 256; ++x) v.push_back(static_cast<T>(x));
+    return v;
+  }
+  v = edgeValues<T>();
+  if constexpr (std::is_floating_point_v<T>) {
+    for (float f : {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::denorm_min(), 16777216.0f, 3.0e38f})
+      v.push_back(f);
+  } else {
+    for (int64_t x : {2, -2, 255, 256, 181, 46341, 32768, 65535})
+      if (x >= std::numeric_limits<T>::min() && x <= std::numeric_limits<T>::max()) v.push_back(static_cast<T>(x));
+    v.push_back(std::numeric_limits<T>::max() / 2);
+    v.push_back(std::numeric_limits<T>::max() / 2 + 1);
+  }
+  Rng rng(depth);
+  for (int i = 0; i < 40; ++i) v.push_back(randomSample<T>(rng));
   return v;
 }
 
-// ---- two images -----------------------------------------------------------
+enum class Layout { kFlat, kRows, kPlanes, kCoi, kMaskedAlpha };
+const char* const kLayoutNames[] = {"flat", "rows", "planes", "coi", "masked rgba"};
 
-enum class BinOp { Add, Subtract, Multiply };
-
-template <class T>
-T expectBinary(BinOp op, T a, T b) {
-  if constexpr (std::is_floating_point_v<T>) {
-    return op == BinOp::Add ? a + b : op == BinOp::Subtract ? a - b : a * b;
-  } else {
-    const int64_t x = a, y = b;
-    return clampTo<T>(op == BinOp::Add ? x + y : op == BinOp::Subtract ? x - y : x * y);
+// Image `role` (0 A, 1 B, 2 destination) of a w x h call in the layout.
+ImageSpec layoutSpec(Layout layout, int depth, int w, int h, int role) {
+  ImageSpec s = ImageSpec(depth, w, h).seeded(static_cast<uint64_t>(role) + 1);
+  const int x = role == 0 ? 1 : role == 1 ? 6 : 3;
+  switch (layout) {
+    case Layout::kFlat: return s;
+    case Layout::kRows: return s.size(w + 8, h + 1).aligned(role == 1 ? 8 : 4).withRoi(0, x, role % 2, w, h);
+    case Layout::kPlanes: return s.channels(2).planes().size(w + 3, h).withRoi(0, role, 0, w, h);
+    case Layout::kCoi: return s.channels(3).withRoi(role + 1, 0, 0, w, h);
+    default:
+      if (depth != VRN_DEPTH_1U) s.channels(4).withAlpha();
+      return role == 2 ? s.withMask(MaskSpec{w, h, 4, false, {}, 0.5, 9}) : s;
   }
 }
 
-void callBinary(BinOp op, VrnImage* a, VrnImage* b, VrnImage* d) {
-  if (op == BinOp::Add) vrnAdd(a, b, d);
-  if (op == BinOp::Subtract) vrnSubtract(a, b, d);
-  if (op == BinOp::Multiply) vrnMultiply(a, b, d);
-}
-
-const char* binName(BinOp op) { return op == BinOp::Add ? "add" : op == BinOp::Subtract ? "subtract" : "multiply"; }
-
-// Every pair of the operand list, on each layout.
+// Runs op over a w x h grid where A's column x holds as[x] and B's row y
+// holds bs[y] (or the constant k); checks every operated sample.
 template <class T>
-void checkBinary(BinOp op, const std::vector<T>& values) {
-  const size_t n = values.size() * values.size();
-  const int w = static_cast<int>(values.size()), h = static_cast<int>(values.size());
-  for (Layout layout : {Layout::Flat, Layout::Rows, Layout::Strided}) {
-    SCOPED_TRACE(std::string(binName(op)) + " " + layoutName(layout));
-    TestImage<T> a(w, h, layout), b(w, h, layout), d(w, h, layout);
-    for (size_t i = 0; i < n; ++i) {
-      a[i] = values[i % values.size()];
-      b[i] = values[i / values.size()];
-    }
-    ReportCatcher catcher;
-    callBinary(op, a.get(), b.get(), d.get());
-    ASSERT_TRUE(catcher.all().empty()) << catcher.first().context;
-    int bad = 0;
-    for (size_t i = 0; i < n && bad < 5; ++i) {
-      const T want = expectBinary(op, a[i], b[i]);
-      if (!sameSample(d[i], want)) {
-        ++bad;
-        ADD_FAILURE() << +a[i] << " op " << +b[i] << " gave " << +d[i] << ", want " << +want;
+testing::AssertionResult checkGrid(Op op, int depth, Layout layout, const std::vector<T>& as,
+                                   const std::vector<T>& bs, double k) {
+  const int w = static_cast<int>(as.size()), h = static_cast<int>(bs.size());
+  TestImage a(layoutSpec(layout, depth, w, h, 0)), b(layoutSpec(layout, depth, w, h, 1));
+  TestImage d(layoutSpec(layout, depth, w, h, 2));
+  const Rect ra = clippedRect(a), rb = clippedRect(b), rd = clippedRect(d);
+  for (int c : operatedChannels(a))
+    for (int y = 0; y < h; ++y)
+      for (int x = 0; x < w; ++x) {
+        put<T>(a, ra.x + x, ra.y + y, c, as[static_cast<size_t>(x)]);
+        put<T>(b, rb.x + x, rb.y + y, c, bs[static_cast<size_t>(y)]);
       }
-    }
+  const TestImage before = d.clone();
+  ReportCatcher catcher;
+  call(op, a, b, d, k);
+  if (!catcher.empty()) return testing::AssertionFailure() << catcher.describe();
+  if (layout != Layout::kFlat) {  // a flat run may go through row padding
+    const testing::AssertionResult outside = onlyRectChanged(snapshot(before), d, w, h);
+    if (!outside) return outside;
   }
-}
-
-template <class T>
-void checkAllBinary() {
-  const std::vector<T> values = operands<T>(40, 7);
-  for (BinOp op : {BinOp::Add, BinOp::Subtract, BinOp::Multiply}) checkBinary<T>(op, values);
-}
-
-TEST(ArithTwoImages, Every8UPair) { checkAllBinary<uint8_t>(); }
-TEST(ArithTwoImages, Every8SPair) { checkAllBinary<int8_t>(); }
-TEST(ArithTwoImages, Edges16U) { checkAllBinary<uint16_t>(); }
-TEST(ArithTwoImages, Edges16S) { checkAllBinary<int16_t>(); }
-TEST(ArithTwoImages, Edges32S) { checkAllBinary<int32_t>(); }
-TEST(ArithTwoImages, Edges32F) { checkAllBinary<float>(); }
-
-TEST(ArithTwoImages, NamedEdgeCases) {
-  EXPECT_EQ(expectBinary<int32_t>(BinOp::Add, INT32_MAX, 1), INT32_MAX);  // the reference itself
-  TestImage<int32_t> a(2, 1, Layout::Flat), b(2, 1, Layout::Flat), d(2, 1, Layout::Flat);
-  a[0] = INT32_MIN, b[0] = -1, a[1] = INT32_MIN, b[1] = INT32_MIN;
-  vrnMultiply(a.get(), b.get(), d.get());
-  EXPECT_EQ(d[0], INT32_MAX);
-  EXPECT_EQ(d[1], INT32_MAX);
-  vrnSubtract(a.get(), b.get(), d.get());
-  EXPECT_EQ(d[0], INT32_MIN + 1);
-  EXPECT_EQ(d[1], 0);
-  b[0] = 1;
-  vrnSubtract(a.get(), b.get(), d.get());
-  EXPECT_EQ(d[0], INT32_MIN);
-}
-
-// ---- image and constant ---------------------------------------------------
-
-enum class ConstOp { AddS, SubtractS, SubtractSFlip, MultiplyS, LShiftS, RShiftS, Square, Abs };
-
-const char* constName(ConstOp op) {
-  static const char* names[] = {"AddS", "SubtractS", "SubtractS flip", "MultiplyS", "LShiftS", "RShiftS", "Square", "Abs"};
-  return names[static_cast<int>(op)];
-}
-
-template <class T>
-T expectConstant(ConstOp op, T s, int64_t v) {
-  if constexpr (std::is_floating_point_v<T>) {
-    const float f = static_cast<float>(v);
-    switch (op) {
-      case ConstOp::AddS: return s + f;
-      case ConstOp::SubtractS: return s - f;
-      case ConstOp::SubtractSFlip: return f - s;
-      case ConstOp::MultiplyS: return s * f;
-      case ConstOp::Square: return s * s;
-      default: return std::fabs(s);
-    }
-  } else {
-    constexpr int bits = sizeof(T) * 8;
-    using U = std::make_unsigned_t<T>;
-    const int64_t x = s;
-    const uint64_t count = static_cast<uint32_t>(v);
-    switch (op) {
-      case ConstOp::AddS: return clampTo<T>(x + v);
-      case ConstOp::SubtractS: return clampTo<T>(x - v);
-      case ConstOp::SubtractSFlip: return clampTo<T>(v - x);
-      case ConstOp::MultiplyS: return clampTo<T>(x * v);
-      case ConstOp::LShiftS: return count >= bits ? T{0} : static_cast<T>(static_cast<U>(static_cast<uint64_t>(static_cast<U>(s)) << count));
-      case ConstOp::RShiftS:
-        if (count >= bits) return std::is_signed_v<T> ? static_cast<T>(s < 0 ? -1 : 0) : T{0};
-        return static_cast<T>(s >> count);
-      case ConstOp::Square: return clampTo<T>(x * x);
-      default:
-        if constexpr (sizeof(T) == 4) return s == INT32_MIN ? s : static_cast<T>(s < 0 ? -s : s);
-        return clampTo<T>(x < 0 ? -x : x);
-    }
-  }
-}
-
-template <class T>
-void callConstant(ConstOp op, VrnImage* s, VrnImage* d, int64_t v) {
-  const int iv = static_cast<int>(v);
-  if constexpr (std::is_floating_point_v<T>) {
-    const float f = static_cast<float>(v);
-    switch (op) {
-      case ConstOp::AddS: return vrnAddSFP(s, d, f);
-      case ConstOp::SubtractS: return vrnSubtractSFP(s, d, f, 0);
-      case ConstOp::SubtractSFlip: return vrnSubtractSFP(s, d, f, 1);
-      case ConstOp::MultiplyS: return vrnMultiplySFP(s, d, f);
-      case ConstOp::Square: return vrnSquare(s, d);
-      default: return vrnAbs(s, d);
-    }
-  } else {
-    switch (op) {
-      case ConstOp::AddS: return vrnAddS(s, d, iv);
-      case ConstOp::SubtractS: return vrnSubtractS(s, d, iv, 0);
-      case ConstOp::SubtractSFlip: return vrnSubtractS(s, d, iv, 7);
-      case ConstOp::MultiplyS: return vrnMultiplyS(s, d, iv);
-      case ConstOp::LShiftS: return vrnLShiftS(s, d, static_cast<unsigned>(iv));
-      case ConstOp::RShiftS: return vrnRShiftS(s, d, static_cast<unsigned>(iv));
-      case ConstOp::Square: return vrnSquare(s, d);
-      default: return vrnAbs(s, d);
-    }
-  }
+  const std::vector<int> channels = operatedChannels(d), chA = operatedChannels(a), chB = operatedChannels(b);
+  for (size_t i = 0; i < channels.size(); ++i)
+    for (int y = 0; y < h; ++y)
+      for (int x = 0; x < w; ++x) {
+        const int ca = chA[i], cb = chB[i];
+        const T sa = get<T>(a, ra.x + x, ra.y + y, ca), sb = get<T>(b, rb.x + x, rb.y + y, cb);
+        const bool set = !d.mask() || sampleAt(d.mask(), x, y) != 0;
+        const T want = set ? expected<T>(op, depth, sa, sb, k) : get<T>(before, rd.x + x, rd.y + y, channels[i]);
+        const T got = get<T>(d, rd.x + x, rd.y + y, channels[i]);
+        if (!sameSample(got, want))
+          return testing::AssertionFailure() << sampleText(sa) << " and " << sampleText(sb) << " gave "
+                                             << sampleText(got) << ", want " << sampleText(want);
+      }
+  return testing::AssertionSuccess();
 }
 
 // Constants at the edges of every depth's range and of every route.
-const std::vector<int64_t>& edgeConstants() {
-  static const std::vector<int64_t> v = {
-      INT32_MIN, INT32_MIN + 1, -131071, -131070, -70000, -65536, -65535, -65534, -32769, -32768,
-      -32767, -511, -510, -509, -300, -257, -256, -255, -254, -129, -128, -127, -2, -1, 0, 1, 2, 3,
-      127, 128, 129, 254, 255, 256, 257, 300, 509, 510, 511, 1000, 32767, 32768, 65534, 65535, 65536,
-      70000, 131069, 131070, 131071, INT32_MAX - 1, INT32_MAX};
+const std::vector<double> kArithConstants = {
+    INT32_MIN, INT32_MIN + 1.0, -131071, -131070, -70000, -65536, -65535, -65534, -32769, -32768, -32767, -511,
+    -510, -509, -300, -257, -256, -255, -254, -129, -128, -127, -2, -1, 0, 1, 2, 3, 127, 128, 129, 254, 255, 256,
+    257, 300, 509, 510, 511, 1000, 32767, 32768, 65534, 65535, 65536, 70000, 131069, 131070, 131071,
+    INT32_MAX - 1.0, INT32_MAX};
+const std::vector<double> kLogicConstants = {0x8001F0A5u, 0x12345680u, 0xFFFF8001u, 0x1F0, 2, 3, 0};
+
+std::vector<double> constantsOf(Op op, int depth) {
+  if (op == kSquare || op == kAbs || op == kNot) return {0};
+  if (op == kLShift || op == kRShift) {
+    std::vector<double> v = {100, -1};
+    for (int i = 0; i <= 33; ++i) v.push_back(i);
+    return v;
+  }
+  if (isLogic(op)) return kLogicConstants;
+  std::vector<double> v = kArithConstants;
+  if (depth == VRN_DEPTH_32F) v.insert(v.end(), {0.75, -2.5, 1e30});
   return v;
 }
 
-std::vector<int64_t> shiftCounts() {
-  std::vector<int64_t> v;
-  for (int i = 0; i <= 33; ++i) v.push_back(i);
-  v.push_back(100);
-  v.push_back(-1);  // 0xFFFFFFFF as a count
-  return v;
-}
-
-// Every sample of the operand list against each constant, on each layout.
 template <class T>
-void checkConstant(ConstOp op, const std::vector<int64_t>& constants) {
-  const std::vector<T> values = operands<T>(200, 11);
-  const int w = static_cast<int>(values.size());
-  int skipped = 0;
-  for (Layout layout : {Layout::Flat, Layout::Rows, Layout::Strided}) {
-    for (int64_t v : constants) {
-      SCOPED_TRACE(std::string(constName(op)) + " " + layoutName(layout) + " value " + std::to_string(v));
-      TestImage<T> s(w, 1, layout), d(w, 1, layout);
-      for (size_t i = 0; i < values.size(); ++i) s[i] = values[i];
-      ReportCatcher catcher;
-      callConstant<T>(op, s.get(), d.get(), v);
-      if (!catcher.all().empty() && catcher.first().status == VRN_StsUnsupported && !logicAvailable()) {
-        ++skipped;  // a route into a logic function that is not built yet
-        continue;
-      }
-      ASSERT_TRUE(catcher.all().empty()) << catcher.first().func << ": " << catcher.first().context;
-      int bad = 0;
-      for (size_t i = 0; i < values.size() && bad < 5; ++i) {
-        const T want = expectConstant<T>(op, s[i], v);
-        if (!sameSample(d[i], want)) {
-          ++bad;
-          ADD_FAILURE() << "sample " << +s[i] << " gave " << +d[i] << ", want " << +want;
-        }
+void checkDepth(int depth) {
+  const std::vector<T> values = operands<T>(depth);
+  for (int o = kAdd; o <= kNot; ++o) {
+    const Op op = static_cast<Op>(o);
+    if (depth == VRN_DEPTH_32F && (isLogic(op) || op == kLShift || op == kRShift)) continue;
+    for (int l = 0; l < 5; ++l) {
+      const Layout layout = static_cast<Layout>(l);
+      if (depth == VRN_DEPTH_1U && (layout == Layout::kPlanes || layout == Layout::kCoi)) continue;
+      const bool binary = op <= kXor;
+      for (double k : binary ? std::vector<double>{0} : constantsOf(op, depth)) {
+        const std::vector<T> second = binary ? values : std::vector<T>{T{}};
+        ASSERT_TRUE(checkGrid<T>(op, depth, layout, values, second, k))
+            << kNames[o] << " " << depthName(depth) << " " << kLayoutNames[l] << " constant " << k;
       }
     }
   }
-  if (skipped) std::printf("  [%s: %d routed cases wait for the logic functions]\n", constName(op), skipped);
 }
 
-template <class T>
-void checkAllConstant() {
-  for (ConstOp op : {ConstOp::AddS, ConstOp::SubtractS, ConstOp::SubtractSFlip, ConstOp::MultiplyS})
-    checkConstant<T>(op, edgeConstants());
-  if constexpr (!std::is_floating_point_v<T>) {
-    checkConstant<T>(ConstOp::LShiftS, shiftCounts());
-    checkConstant<T>(ConstOp::RShiftS, shiftCounts());
-  }
-  checkConstant<T>(ConstOp::Square, {0});
-  checkConstant<T>(ConstOp::Abs, {0});
-}
+TEST(Arithmetic, OneBit) { checkDepth<uint8_t>(VRN_DEPTH_1U); }
+TEST(Arithmetic, Every8UPair) { checkDepth<uint8_t>(VRN_DEPTH_8U); }
+TEST(Arithmetic, Every8SPair) { checkDepth<int8_t>(VRN_DEPTH_8S); }
+TEST(Arithmetic, Edges16U) { checkDepth<uint16_t>(VRN_DEPTH_16U); }
+TEST(Arithmetic, Edges16S) { checkDepth<int16_t>(VRN_DEPTH_16S); }
+TEST(Arithmetic, Edges32S) { checkDepth<int32_t>(VRN_DEPTH_32S); }
+TEST(Arithmetic, Edges32F) { checkDepth<float>(VRN_DEPTH_32F); }
 
-TEST(ArithConstant, Every8USample) { checkAllConstant<uint8_t>(); }
-TEST(ArithConstant, Every8SSample) { checkAllConstant<int8_t>(); }
-TEST(ArithConstant, Edges16U) { checkAllConstant<uint16_t>(); }
-TEST(ArithConstant, Edges16S) { checkAllConstant<int16_t>(); }
-TEST(ArithConstant, Edges32S) { checkAllConstant<int32_t>(); }
-TEST(ArithConstant, Edges32F) { checkAllConstant<float>(); }
-
-TEST(ArithConstant, FloatConstantsNotFromIntegers) {
-  TestImage<float> s(3, 1, Layout::Flat), d(3, 1, Layout::Flat);
-  s[0] = 1.0f, s[1] = -0.25f, s[2] = Lim<float>::infinity();
-  vrnSubtractSFP(s.get(), d.get(), 0.75f, 1);
-  EXPECT_EQ(d[0], -0.25f);
-  EXPECT_EQ(d[1], 1.0f);
-  EXPECT_EQ(d[2], -Lim<float>::infinity());
-  vrnMultiplySFP(s.get(), d.get(), 0.0f);
-  EXPECT_TRUE(std::isnan(d[2]));  // inf * 0
+// The 1-bit row functions (Subtract's own, the logic ones that Add and
+// Multiply go to) at every pair of source and destination bit offsets, on
+// rows inside one byte and across several.
+TEST(Arithmetic, OneBitRowsAtEveryPairOfBitOffsets) {
+  for (Op op : {kAdd, kSub, kMul, kXor})
+    for (int w : {3, 30})
+      for (int xs = 0; xs < 8; ++xs)
+        for (int xd = 0; xd < 8; ++xd) {
+          const TestImage a(ImageSpec(VRN_DEPTH_1U, 64, 3).seeded(1 + xs).withRoi(0, xs, 0, w, 3));
+          const TestImage b(ImageSpec(VRN_DEPTH_1U, 64, 3).seeded(20 + xd).withRoi(0, 7 - xs, 1, w + 10, 2));
+          TestImage d(ImageSpec(VRN_DEPTH_1U, 64, 3).seeded(40).withRoi(0, xd + 8, 0, w + 5, 3));
+          const Snapshot before = snapshot(d);
+          call(op, a, b, d, 0);
+          ASSERT_TRUE(onlyRectChanged(before, d, w, 2)) << kNames[op] << " " << xs << " " << xd;
+          for (int y = 0; y < 2; ++y)
+            for (int i = 0; i < w; ++i)
+              ASSERT_EQ(sampleAt(d, xd + 8 + i, y), expected<uint8_t>(op, VRN_DEPTH_1U, get<uint8_t>(a, xs + i, y, 0),
+                                                                      get<uint8_t>(b, 7 - xs + i, y + 1, 0), 0))
+                  << kNames[op] << " " << xs << " " << xd << " at " << i << "," << y;
+        }
 }
 
 }  // namespace

@@ -68,29 +68,34 @@ std::vector<double> reference(const VrnImage* src, int sx, int sy, int w, int h,
   return out;
 }
 
-// Runs vrnBlur from a ROI of src into a larger ROI of dst: the processed
-// rectangle equals the reference, nothing else of dst changed.
-void checkBlur(ImageSpec spec, Box b, uint64_t seed, bool pixelKernel = false) {
+// Runs vrnBlur from a ROI of src into a larger ROI of dst (under a mask of
+// its own ROI when asked): the processed rectangle equals the reference
+// where the mask is set, nothing else of dst changed.
+void checkBlur(ImageSpec spec, Box b, uint64_t seed, bool pixelKernel = false, bool masked = false) {
   SCOPED_TRACE(testing::Message() << spec.describe() << " box " << b.cols << "x" << b.rows << " anchor " << b.ax
-                                  << "," << b.ay);
+                                  << "," << b.ay << (masked ? " masked" : ""));
   Rng rng(seed);
   const int sx = static_cast<int>(rng() % 3), sy = static_cast<int>(rng() % 3);
   const int dx = static_cast<int>(rng() % 4), dy = static_cast<int>(rng() % 3);
   const int w = spec.width - sx, h = spec.height - sy;
   const TestImage src(ImageSpec(spec).aligned(8).seeded(rng()).withRoi(0, sx, sy, w, h));
-  TestImage dst(ImageSpec(spec).size(spec.width + 3, spec.height + 2).aligned(16).seeded(rng())
-                    .withRoi(0, dx, dy, w + 5, h + 5));
+  ImageSpec dstSpec = ImageSpec(spec).size(spec.width + 3, spec.height + 2).aligned(16).seeded(rng())
+                          .withRoi(0, dx, dy, w + 5, h + 5);
+  if (masked) dstSpec.withMask(MaskSpec{w + 4, h + 3, 4, true, VrnROI{0, 2, 1, w + 2, h + 2}, 0.5, seed});
+  TestImage dst(dstSpec);
   for (int s = 0; s < 4; ++s) src->borderMode[s] = 1 + static_cast<int>(rng() % 3);
-  const Snapshot before = snapshot(dst);
+  const TestImage before = dst.clone();
   ReportCatcher catcher;
   vrnBlur(src, dst, b.cols, b.rows, b.ax, b.ay);
   ASSERT_NO_FATAL_FAILURE(EXPECT_NO_REPORT(catcher));
-  EXPECT_TRUE(onlyRectChanged(before, dst, w, h));
+  EXPECT_TRUE(onlyRectChanged(snapshot(before), dst, w, h));
   for (int c : operatedChannels(dst)) {
     const std::vector<double> want = reference(src, sx, sy, w, h, c, b, pixelKernel);
     for (int y = 0; y < h; ++y)
       for (int x = 0; x < w; ++x)
-        ASSERT_EQ(sampleAt(dst, dx + x, dy + y, c), want[static_cast<size_t>(y) * w + x])
+        ASSERT_EQ(sampleAt(dst, dx + x, dy + y, c),
+                  !masked || sampleAt(dst.mask(), 2 + x, 1 + y) ? want[static_cast<size_t>(y) * w + x]
+                                                                : sampleAt(before, dx + x, dy + y, c))
             << "at (" << x << "," << y << ") channel " << c;
   }
 }
@@ -105,7 +110,7 @@ TEST(Blur, MatchesReferenceForEveryDepthBoxAndAnchor) {
     for (ImageSpec shape : shapes) {
       shape.depth = depth;
       if (depth == VRN_DEPTH_1U && shape.nChannels != 1) continue;
-      for (Box b : boxes) checkBlur(shape, b, seed++);
+      for (Box b : boxes) checkBlur(shape, b, seed, false, seed % 3 == 0), ++seed;
     }
 }
 
@@ -113,13 +118,12 @@ TEST(Blur, ThreeColourPixelKernels) {
   // Wide enough for the pixel kernels: 8U rounds in single precision there.
   uint64_t seed = 100;
   for (const ImageSpec& shape : {ImageSpec(VRN_DEPTH_8U, 40, 12, 3), ImageSpec(VRN_DEPTH_8U, 40, 12, 4).withAlpha()}) {
-    for (Box b : {Box{5, 5, 2, 2}, Box{3, 7, 0, 6}, Box{16, 16, 15, 15}}) checkBlur(shape, b, seed++, true);
+    for (Box b : {Box{5, 5, 2, 2}, Box{3, 7, 0, 6}, Box{16, 16, 15, 15}}) checkBlur(shape, b, seed, true, seed % 2), ++seed;
     ImageSpec f(shape);
     f.depth = VRN_DEPTH_32F;
-    for (Box b : {Box{5, 5, 2, 2}, Box{9, 7, 8, 0}}) checkBlur(f, b, seed++);
+    for (Box b : {Box{5, 5, 2, 2}, Box{9, 7, 8, 0}}) checkBlur(f, b, seed, false, seed % 2), ++seed;
   }
-  // A box of 257 pixels takes the general path again.
-  checkBlur(ImageSpec(VRN_DEPTH_8U, 40, 12, 3), Box{257, 1, 0, 0}, seed++, false);
+  checkBlur(ImageSpec(VRN_DEPTH_8U, 40, 12, 3), Box{257, 1, 0, 0}, seed);  // 257 pixels: the general path again
 }
 
 TEST(Blur, FlatImageUnderFiveByFiveLosesOneOnTheGeneralPathOnly) {
@@ -142,36 +146,11 @@ TEST(Blur, HalfSetBitBoxSetsThePixel) {
   EXPECT_EQ(sampleAt(out, 1, 0), 0);  // 1 of 4 set
 }
 
-TEST(Blur, MasksOfSourceAndDestinationWriteOnlySetPixels) {
-  MaskSpec dstMask{40, 12, 4, true, VrnROI{0, 3, 1, 37, 9}, 0.5, 5};  // read from its own ROI
-  MaskSpec srcMask{40, 12, 4, false, {}, 0.5, 6};
-  for (int depth : {VRN_DEPTH_8U, VRN_DEPTH_16S, VRN_DEPTH_32F, VRN_DEPTH_1U})
-    for (int channels : {1, 3})
-      for (bool both : {false, true}) {
-        if (depth == VRN_DEPTH_1U && channels != 1) continue;
-        SCOPED_TRACE(testing::Message() << depthName(depth) << " channels " << channels << " both " << both);
-        ImageSpec spec(depth, 37, 9, channels);
-        TestImage src(ImageSpec(spec).seeded(3)), plainSrc(ImageSpec(spec).seeded(3));
-        if (both) src = TestImage(ImageSpec(spec).seeded(3).withMask(srcMask));
-        TestImage masked(ImageSpec(spec).seeded(4).withMask(dstMask)), plain(ImageSpec(spec).seeded(4));
-        vrnSetBorderMode(src, VRN_BORDER_REFLECT, 15, 0);
-        vrnSetBorderMode(plainSrc, VRN_BORDER_REFLECT, 15, 0);
-        const Snapshot before = snapshot(masked);
-        ReportCatcher catcher;
-        vrnBlur(plainSrc, plain, 5, 3, 2, 1);
-        vrnBlur(src, masked, 5, 3, 2, 1);
-        EXPECT_NO_REPORT(catcher);
-        EXPECT_TRUE(maskedMatchesUnmasked(before, masked, plain, Rect{0, 0, 37, 9}, operatedChannels(masked),
-                                          mergedMaskBits({src.mask(), masked.mask()})));
-      }
-}
-
 TEST(Blur, InPlaceEqualsTwoImages) {
   for (int depth : kAllDepthWords) {
     TestImage a(ImageSpec(depth, 30, 10, depth == VRN_DEPTH_1U ? 1 : 3).seeded(8));
-    TestImage b = a.clone(), out = a.clone();
     vrnSetBorderMode(a, VRN_BORDER_WRAP, 15, 0);
-    vrnSetBorderMode(b, VRN_BORDER_WRAP, 15, 0);
+    TestImage b = a.clone(), out = a.clone();
     vrnBlur(a, out, 3, 5, 1, 4);
     vrnBlur(b, b, 3, 5, 1, 4);
     EXPECT_TRUE(sameBytes(out, b)) << depthName(depth);
@@ -193,14 +172,11 @@ TEST(Blur, TiledFloatSumsStayCloseAndKeepTheProtocol) {
         vrnBlur(src, flatOut, 5, 3, 2, 1);
         vrnBlur(which != 1 ? tiledSrc.image() : src.get(), which != 0 ? tiledDst.image() : out.get(), 5, 3, 2, 1);
         EXPECT_NO_REPORT(catcher);
-        EXPECT_TRUE(tiledSrc.checkProtocol());
-        EXPECT_TRUE(tiledDst.checkProtocol());
+        EXPECT_TRUE(tiledSrc.checkProtocol() && tiledDst.checkProtocol());
         if (which != 0) tiledDst.copyTo(out);
-        for (int c = 0; c < 2; ++c)
-          for (int y = 0; y < 30; ++y)
-            for (int x = 0; x < 45; ++x)  // 32S: 2^31 samples in float sums
-              ASSERT_NEAR(sampleAt(out, x, y, c), sampleAt(flatOut, x, y, c), depth == VRN_DEPTH_32S ? 4096 : 1e-3)
-                  << "at " << x << "," << y;
+        for (int i = 0; i < 2 * 45 * 30; ++i)  // 32S: 2^31 samples in float sums
+          ASSERT_NEAR(sampleAt(out, i % 45, i / 90, i / 45 % 2), sampleAt(flatOut, i % 45, i / 90, i / 45 % 2),
+                      depth == VRN_DEPTH_32S ? 4096 : 1e-3) << "at sample " << i;
       }
 }
 
@@ -236,10 +212,8 @@ TEST(Blur, ChecksAndTheirTexts) {
 }
 
 TEST(Blur, OneByOneBoxIsACopy) {
-  const TestImage a(ImageSpec(VRN_DEPTH_16U, 8, 8)), b(ImageSpec(VRN_DEPTH_16U, 8, 8).seeded(2));
-  ReportCatcher catcher;
+  const TestImage a(ImageSpec(VRN_DEPTH_32S, 8, 8)), b(ImageSpec(VRN_DEPTH_32S, 8, 8).seeded(2));
   vrnBlur(a, b, 1, 1, 0, 0);
-  EXPECT_NO_REPORT(catcher);
   EXPECT_TRUE(samePixels(a, b));
 }
 
