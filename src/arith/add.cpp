@@ -1,6 +1,6 @@
 // vrnAdd: A + B per sample, saturated by depth.  1-bit addition is logical
 // OR, so a 1-bit call is handed whole to vrnOr before any check of its own.
-#include "arith/add_rules.h"
+#include "arith/arith_rules.h"
 #include "core/report.h"
 #include "core/rules.h"
 

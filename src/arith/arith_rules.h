@@ -1,4 +1,4 @@
-// Sample rules of two-image subtraction and multiplication, and the 32-bit
+// Sample rules of two-image addition, subtraction and multiplication, and the 32-bit
 // integer helpers every arithmetic rule shares: add and subtract detect
 // overflow from the signs, multiply goes through a double product.
 #pragma once
@@ -34,6 +34,18 @@ inline int32_t multiplySigned32(int32_t a, int32_t b) {
 }
 
 template <class T>
+struct AddDef {
+  static T apply(T a, T b) {
+    if constexpr (DepthTraits<T>::isFloat)
+      return a + b;
+    else if constexpr (sizeof(T) == 4)
+      return addSigned32(a, b);
+    else
+      return saturate<T>(static_cast<typename DepthTraits<T>::Wide>(a) + b);
+  }
+};
+
+template <class T>
 struct SubtractDef {
   static T apply(T a, T b) {
     if constexpr (DepthTraits<T>::isFloat)
@@ -57,9 +69,15 @@ struct MultiplyDef {
   }
 };
 
+// The packed rows of the two-image rules (binary_packed.cpp); null where
+// the row is scalar (32S).
+template <class T>
+struct PackedAdd {
+  static BinaryRowFn<T> get();
+};
 template <class T>
 struct PackedSubtract {
-  static BinaryRowFn<T> get();  // null where the row is scalar
+  static BinaryRowFn<T> get();
 };
 template <class T>
 struct PackedMultiply {

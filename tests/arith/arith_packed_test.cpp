@@ -6,7 +6,7 @@
 
 #include <limits>
 
-#include "arith/add_rules.h"
+#include "arith/arith_rules.h"
 #include "arith/arith_rules.h"
 #include "arith/logic_rules.h"
 #include "arith/scalar_rules.h"
