@@ -37,14 +37,14 @@ bool parseArgs(const std::string& command, int argc, char** argv, const std::vec
       name = a.substr(0, eq);
       value = a.substr(eq + 1);
     }
-    const OptionSpec* spec = nullptr;
+    const OptionSpec* desc = nullptr;
     for (const auto& s : specs)
-      if (name == s.name) spec = &s;
-    if (!spec) return usageError(command, "unknown option " + name), false;
-    if (spec->takesValue && eq == std::string::npos) {
+      if (name == s.name) desc = &s;
+    if (!desc) return usageError(command, "unknown option " + name), false;
+    if (desc->takesValue && eq == std::string::npos) {
       if (i + 1 >= argc) return usageError(command, name + " needs a value"), false;
       value = argv[++i];
-    } else if (!spec->takesValue && eq != std::string::npos) {
+    } else if (!desc->takesValue && eq != std::string::npos) {
       return usageError(command, name + " takes no value"), false;
     }
     args.options.emplace_back(name, value);

@@ -26,10 +26,10 @@ TEST(Copy, EveryDepthLayoutAndMask) {
       for (int masks = 0; masks < 3; ++masks) {
         if (depth == VRN_DEPTH_1U && order) continue;
         SCOPED_TRACE(testing::Message() << depthName(depth) << " order " << order << " masks " << masks);
-        const ImageSpec spec = ImageSpec(depth, 37, 5, channelsFor(depth, 3)).order(order);
-        const ImageSpec srcSpec = ImageSpec(spec).withRoi(0, 3, 1, 30, 4);
+        const ImageSpec desc = ImageSpec(depth, 37, 5, channelsFor(depth, 3)).order(order);
+        const ImageSpec srcSpec = ImageSpec(desc).withRoi(0, 3, 1, 30, 4);
         const TestImage s(masks ? ImageSpec(srcSpec).withMask(srcMask) : srcSpec), plainSrc(srcSpec);
-        const ImageSpec dstSpec = ImageSpec(spec).aligned(8).seeded(2).withRoi(0, 5, 0, 30, 5);
+        const ImageSpec dstSpec = ImageSpec(desc).aligned(8).seeded(2).withRoi(0, 5, 0, 30, 5);
         TestImage plain(dstSpec), masked(masks == 2 ? ImageSpec(dstSpec).withMask(dstMask) : dstSpec);
         const Snapshot before = snapshot(masked);
         ReportCatcher catcher;
@@ -138,15 +138,15 @@ TEST(Set, ClampsKeepsAlphaAndStoresFloatBits) {
 }
 
 TEST(Set, OneBitAndMaskedOneBitRoute) {
-  const ImageSpec spec = ImageSpec(VRN_DEPTH_1U, 30, 3).withRoi(0, 3, 0, 20, 3);
-  TestImage im(spec);
+  const ImageSpec desc = ImageSpec(VRN_DEPTH_1U, 30, 3).withRoi(0, 3, 0, 20, 3);
+  TestImage im(desc);
   Snapshot before = snapshot(im);
   ReportCatcher catcher;
   vrnSet(im, 5);  // clamped to 1
   EXPECT_TRUE(onlyRectChanged(before, im, 20, 3));
   for (int i = 0; i < 60; ++i) ASSERT_EQ(sampleAt(im, 3 + i % 20, i / 20), 1);
   for (int value : {0, 1}) {
-    TestImage masked(ImageSpec(spec).withMask(MaskSpec{30, 3, 4, false, {}, 0.5, 2})), plain(spec);
+    TestImage masked(ImageSpec(desc).withMask(MaskSpec{30, 3, 4, false, {}, 0.5, 2})), plain(desc);
     const VrnImage* mask = masked.mask();
     const Snapshot maskBytes = snapshot(mask);
     before = snapshot(masked);
@@ -162,9 +162,9 @@ TEST(Set, OneBitAndMaskedOneBitRoute) {
 TEST(Exchange, SwapsEveryDepthWithMask) {
   for (int depth : {VRN_DEPTH_1U, VRN_DEPTH_8S, VRN_DEPTH_32S}) {
     SCOPED_TRACE(depthName(depth));
-    const ImageSpec spec(depth, 29, 4, channelsFor(depth, 2));
-    TestImage a(ImageSpec(spec).seeded(1).withRoi(0, 1, 0, 20, 4));
-    TestImage b(ImageSpec(spec).aligned(8).seeded(2).withRoi(0, 6, 0, 20, 4));
+    const ImageSpec desc(depth, 29, 4, channelsFor(depth, 2));
+    TestImage a(ImageSpec(desc).seeded(1).withRoi(0, 1, 0, 20, 4));
+    TestImage b(ImageSpec(desc).aligned(8).seeded(2).withRoi(0, 6, 0, 20, 4));
     const TestImage a0 = a.clone(), b0 = b.clone();
     ReportCatcher catcher;
     vrnExchange(a, b);
@@ -173,7 +173,7 @@ TEST(Exchange, SwapsEveryDepthWithMask) {
     EXPECT_TRUE(sameSamples(b0, Rect{6, 0, 20, 4}, a, 1, 0));
     EXPECT_TRUE(sameSamples(a0, Rect{1, 0, 20, 4}, b, 6, 0));
     // Masked on b: swaps back where the mask is set.
-    TestImage maskedB(ImageSpec(b.spec()).withMask(MaskSpec{29, 4, 4, false, {}, 0.5, 3}));
+    TestImage maskedB(ImageSpec(b.desc()).withMask(MaskSpec{29, 4, 4, false, {}, 0.5, 3}));
     vrnCopy(b, maskedB);
     const Snapshot beforeA = snapshot(a), beforeB = snapshot(maskedB);
     vrnExchange(a, maskedB);
@@ -187,9 +187,9 @@ TEST(Exchange, SwapsEveryDepthWithMask) {
 TEST(CopyTiles, ExchangeOfTwoTiledImagesAndSet) {
   for (int depth : {VRN_DEPTH_1U, VRN_DEPTH_8U, VRN_DEPTH_16S}) {
     SCOPED_TRACE(depthName(depth));
-    const ImageSpec spec(depth, 50, 30, channelsFor(depth, 3));
-    TestImage s(ImageSpec(spec).seeded(1).withRoi(0, 3, 2, 40, 25));
-    TestImage d(ImageSpec(spec).seeded(2).withRoi(0, 7, 1, 40, 25));
+    const ImageSpec desc(depth, 50, 30, channelsFor(depth, 3));
+    TestImage s(ImageSpec(desc).seeded(1).withRoi(0, 3, 2, 40, 25));
+    TestImage d(ImageSpec(desc).seeded(2).withRoi(0, 7, 1, 40, 25));
     TileServer ts(s, 16, 8, "S"), td(d, 24, 16, "D");
     ReportCatcher catcher;
     vrnExchange(ts, td);  // through a temporary, cell by cell

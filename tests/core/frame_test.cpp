@@ -60,10 +60,10 @@ TEST(Frame, ChannelsAlphaAndCoi) {
     for (int order : {VRN_DATA_ORDER_PIXEL, VRN_DATA_ORDER_PLANE})
       for (const Case& c : cases) {
         auto make = [&](const Side& s, uint64_t seed) {
-          ImageSpec spec = ImageSpec(depth, 13, 7, s.channels).order(order).aligned(32).seeded(seed);
-          if (s.alpha) spec.withAlpha();
-          if (s.coi) spec.withCoi(s.coi);
-          return TestImage(spec);
+          ImageSpec desc = ImageSpec(depth, 13, 7, s.channels).order(order).aligned(32).seeded(seed);
+          if (s.alpha) desc.withAlpha();
+          if (s.coi) desc.withCoi(s.coi);
+          return TestImage(desc);
         };
         SCOPED_TRACE(testing::Message() << depthName(depth) << " order " << order << " dst channel " << c.d.channel);
         const TestImage a = make(c.a, 4), b = make(c.b, 5);
@@ -92,9 +92,9 @@ TEST(Frame, ChannelCountsMustAgree) {
 TEST(Frame, FlatRunWorksPaddingOnlyWhenAllShapesAreEqual) {
   for (int depth : {VRN_DEPTH_8U, VRN_DEPTH_16S, VRN_DEPTH_32F}) {
     SCOPED_TRACE(depthName(depth));
-    auto spec = [&](uint64_t seed) { return ImageSpec(depth, 7, 5, 3).aligned(32).seeded(seed); };
-    const TestImage a(spec(16)), b(spec(17));
-    TestImage flat(spec(18)), notFlat(spec(18));
+    auto desc = [&](uint64_t seed) { return ImageSpec(depth, 7, 5, 3).aligned(32).seeded(seed); };
+    const TestImage a(desc(16)), b(desc(17));
+    TestImage flat(desc(18)), notFlat(desc(18));
     notFlat.setRoi(true, VrnROI{0, 0, 0, 7, 5});  // a ROI on a 3-channel image: no flat run
     checkAdd(a, 0, b, 0, notFlat, 0, 7, 5);
     vrnAdd(a, b, flat);

@@ -11,15 +11,15 @@
 namespace vrntest {
 namespace {
 
-// Sources A, B and a destination of one spec with their own seeds, and the plain run's result.
+// Sources A, B and a destination of one desc with their own seeds, and the plain run's result.
 struct Call {
   TestImage a, b, d, expected;
-  explicit Call(const ImageSpec& spec, const ImageSpec& dst) : a(ImageSpec(spec).seeded(1)), b(ImageSpec(spec).seeded(2)), d(dst) {
+  explicit Call(const ImageSpec& desc, const ImageSpec& dst) : a(ImageSpec(desc).seeded(1)), b(ImageSpec(desc).seeded(2)), d(dst) {
     TestImage pa = a.clone(), pb = b.clone();
     expected = d.clone();
     vrnAdd(pa, pb, expected);
   }
-  explicit Call(const ImageSpec& spec) : Call(spec, ImageSpec(spec).seeded(3)) {}
+  explicit Call(const ImageSpec& desc) : Call(desc, ImageSpec(desc).seeded(3)) {}
 };
 
 TEST(TileWalk, RoiInsideATileStartsAtThatTileAndCutsAtItsEdge) {
@@ -47,7 +47,7 @@ TEST(TileWalk, RoiInsideATileStartsAtThatTileAndCutsAtItsEdge) {
 
 // Cells end at every tile edge of every image; a tile stays open while the other image moves on.
 TEST(TileWalk, CellsAreCutAtEveryTileEdgeOfEveryImage) {
-  const struct { ImageSpec spec; int aw, ah, dw, dh; const char* calls; } cases[] = {
+  const struct { ImageSpec desc; int aw, ah, dw, dh; const char* calls; } cases[] = {
       {ImageSpec(VRN_DEPTH_16S, 56, 8), 16, 8, 24, 8,
        "A:R(0,0) D:W(0,0) A:X(0,0) A:R(1,0) D:X(0,0) D:W(1,0) A:X(1,0) A:R(2,0) "  // x = 16, 24, 32
        "A:X(2,0) A:R(3,0) D:X(1,0) D:W(2,0) A:X(3,0) D:X(2,0)"},                    // x = 48
@@ -56,7 +56,7 @@ TEST(TileWalk, CellsAreCutAtEveryTileEdgeOfEveryImage) {
        "A:R(0,2) D:W(0,1) A:X(0,2) D:X(0,1)"},
   };
   for (const auto& k : cases) {
-    Call c(k.spec);
+    Call c(k.desc);
     TileServer ta(c.a, k.aw, k.ah, "A"), td(c.d, k.dw, k.dh, "D");
     ReportCatcher reports;
     vrnAdd(ta, c.b, td);

@@ -47,9 +47,9 @@ struct PackedDib {
 // A seeded random image with the channel sequence `seq`.
 inline TestImage image(int depth, int ch, int w, int h, const char* seq, int order = VRN_DATA_ORDER_PIXEL,
                        int origin = VRN_ORIGIN_TOP, int alpha = 0, uint64_t seed = 1) {
-  vrntest::ImageSpec spec(depth, w, h, ch);
-  spec.channels(ch, alpha).order(order).seeded(seed).origin = origin;
-  TestImage im(spec);
+  vrntest::ImageSpec desc(depth, w, h, ch);
+  desc.channels(ch, alpha).order(order).seeded(seed).origin = origin;
+  TestImage im(desc);
   std::memset(im->channelSeq, 0, 4);
   std::memcpy(im->channelSeq, seq, std::min<size_t>(4, std::strlen(seq)));
   return im;

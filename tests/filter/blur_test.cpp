@@ -71,15 +71,15 @@ std::vector<double> reference(const VrnImage* src, int sx, int sy, int w, int h,
 // Runs vrnBlur from a ROI of src into a larger ROI of dst (under a mask of
 // its own ROI when asked): the processed rectangle equals the reference
 // where the mask is set, nothing else of dst changed.
-void checkBlur(ImageSpec spec, Box b, uint64_t seed, bool pixelKernel = false, bool masked = false) {
-  SCOPED_TRACE(testing::Message() << spec.describe() << " box " << b.cols << "x" << b.rows << " anchor " << b.ax
+void checkBlur(ImageSpec desc, Box b, uint64_t seed, bool pixelKernel = false, bool masked = false) {
+  SCOPED_TRACE(testing::Message() << desc.describe() << " box " << b.cols << "x" << b.rows << " anchor " << b.ax
                                   << "," << b.ay << (masked ? " masked" : ""));
   Rng rng(seed);
   const int sx = static_cast<int>(rng() % 3), sy = static_cast<int>(rng() % 3);
   const int dx = static_cast<int>(rng() % 4), dy = static_cast<int>(rng() % 3);
-  const int w = spec.width - sx, h = spec.height - sy;
-  const TestImage src(ImageSpec(spec).aligned(8).seeded(rng()).withRoi(0, sx, sy, w, h));
-  ImageSpec dstSpec = ImageSpec(spec).size(spec.width + 3, spec.height + 2).aligned(16).seeded(rng())
+  const int w = desc.width - sx, h = desc.height - sy;
+  const TestImage src(ImageSpec(desc).aligned(8).seeded(rng()).withRoi(0, sx, sy, w, h));
+  ImageSpec dstSpec = ImageSpec(desc).size(desc.width + 3, desc.height + 2).aligned(16).seeded(rng())
                           .withRoi(0, dx, dy, w + 5, h + 5);
   if (masked) dstSpec.withMask(MaskSpec{w + 4, h + 3, 4, true, VrnROI{0, 2, 1, w + 2, h + 2}, 0.5, seed});
   TestImage dst(dstSpec);
@@ -165,7 +165,7 @@ TEST(Blur, TiledFloatSumsStayCloseAndKeepTheProtocol) {
       for (int which = 0; which < 3; ++which) {  // tiled source, destination, both
         SCOPED_TRACE(testing::Message() << depthName(depth) << " order " << order << " which " << which);
         const TestImage src(ImageSpec(depth, 45, 30, 2).order(order).seeded(11));
-        TestImage flatOut(ImageSpec(src.spec()).seeded(12)), out(ImageSpec(src.spec()).seeded(12));
+        TestImage flatOut(ImageSpec(src.desc()).seeded(12)), out(ImageSpec(src.desc()).seeded(12));
         vrnSetBorderMode(src, VRN_BORDER_REFLECT, 15, 0);
         TileServer tiledSrc(src, 16, 8), tiledDst(out, 8, 16);
         ReportCatcher catcher;

@@ -105,30 +105,30 @@ std::string ImageSpec::describe() const {
 // ---------------------------------------------------------------------------
 // TestImage
 
-TestImage::TestImage(const ImageSpec& spec) : spec_(spec) {
-  VrnROI* roi = spec.hasRoi ? new VrnROI(spec.roi) : nullptr;
+TestImage::TestImage(const ImageSpec& desc) : desc_(desc) {
+  VrnROI* roi = desc.hasRoi ? new VrnROI(desc.roi) : nullptr;
   VrnImage* mask = nullptr;
-  if (spec.hasMask) {
-    const MaskSpec& m = spec.mask;
+  if (desc.hasMask) {
+    const MaskSpec& m = desc.mask;
     VrnROI* maskRoi = m.hasRoi ? new VrnROI(m.roi) : nullptr;
     mask = vrnCreateImageHeader(1, 0, VRN_DEPTH_1U, kGray, kG, VRN_DATA_ORDER_PIXEL, VRN_ORIGIN_TOP,
                                 m.align, m.width, m.height, maskRoi, nullptr, nullptr, nullptr);
     if (!mask) {
-      ADD_FAILURE() << "mask header refused: " << spec.describe();
+      ADD_FAILURE() << "mask header refused: " << desc.describe();
       return;
     }
     mask->imageData = allocateBuffer(mask->imageSize, mask->align, &maskBlock_);
     fillMaskBits(mask, m.seed, m.density);
   }
-  image_ = vrnCreateImageHeader(spec.nChannels, spec.alphaChannel, spec.depth, kGray, kG,
-                                spec.dataOrder, spec.origin, spec.align, spec.width, spec.height,
+  image_ = vrnCreateImageHeader(desc.nChannels, desc.alphaChannel, desc.depth, kGray, kG,
+                                desc.dataOrder, desc.origin, desc.align, desc.width, desc.height,
                                 roi, mask, nullptr, nullptr);
   if (!image_) {
-    ADD_FAILURE() << "image header refused: " << spec.describe();
+    ADD_FAILURE() << "image header refused: " << desc.describe();
     return;
   }
   image_->imageData = allocateBuffer(image_->imageSize, image_->align, &block_);
-  fillImage(image_, spec.seed, spec.content);
+  fillImage(image_, desc.seed, desc.content);
 }
 
 TestImage::~TestImage() { release(); }
@@ -136,7 +136,7 @@ TestImage::~TestImage() { release(); }
 TestImage::TestImage(TestImage&& o) noexcept { *this = std::move(o); }
 
 TestImage& TestImage::operator=(TestImage&& o) noexcept {
-  std::swap(spec_, o.spec_);
+  std::swap(desc_, o.desc_);
   std::swap(image_, o.image_);
   std::swap(block_, o.block_);
   std::swap(maskBlock_, o.maskBlock_);
@@ -144,8 +144,8 @@ TestImage& TestImage::operator=(TestImage&& o) noexcept {
 }
 
 void TestImage::refill(uint64_t seed, Content content) {
-  spec_.seed = seed;
-  spec_.content = content;
+  desc_.seed = seed;
+  desc_.content = content;
   fillImage(image_, seed, content);
 }
 
@@ -161,8 +161,8 @@ void TestImage::removeMask() {
 void TestImage::setRoi(bool hasRoi, const VrnROI& roi) {
   delete image_->roi;
   image_->roi = hasRoi ? new VrnROI(roi) : nullptr;
-  spec_.hasRoi = hasRoi;
-  spec_.roi = roi;
+  desc_.hasRoi = hasRoi;
+  desc_.roi = roi;
 }
 
 void TestImage::release() {
@@ -190,7 +190,7 @@ VrnImage* copyRecord(const VrnImage* from, void** block) {
 
 TestImage TestImage::clone() const {
   TestImage copy;
-  copy.spec_ = spec_;
+  copy.desc_ = desc_;
   if (!image_) return copy;
   copy.image_ = copyRecord(image_, &copy.block_);
   if (image_->maskROI) copy.image_->maskROI = copyRecord(image_->maskROI, &copy.maskBlock_);
@@ -427,41 +427,41 @@ struct Shared {
 };
 
 ImageSpec specFor(Rng& rng, const Shared& s, const CallOptions& o) {
-  ImageSpec spec;
-  spec.depth = s.depth;
-  spec.dataOrder = s.order;
-  spec.origin = pick(rng, 0, 1);
-  spec.align = 4 << pick(rng, 0, 3);
-  spec.width = s.sameSize ? s.width : pick(rng, 1, o.maxWidth);
-  spec.height = s.sameSize ? s.height : pick(rng, 1, o.maxHeight);
-  spec.content = chance(rng, 0.5) ? Content::kEdgeRich : Content::kRandom;
-  spec.seed = rng();
+  ImageSpec desc;
+  desc.depth = s.depth;
+  desc.dataOrder = s.order;
+  desc.origin = pick(rng, 0, 1);
+  desc.align = 4 << pick(rng, 0, 3);
+  desc.width = s.sameSize ? s.width : pick(rng, 1, o.maxWidth);
+  desc.height = s.sameSize ? s.height : pick(rng, 1, o.maxHeight);
+  desc.content = chance(rng, 0.5) ? Content::kEdgeRich : Content::kRandom;
+  desc.seed = rng();
   int coi = 0;
   if (s.depth == VRN_DEPTH_1U) {
-    spec.nChannels = 1;
+    desc.nChannels = 1;
     coi = s.scheme == 2 ? pick(rng, 0, 1) : 0;
   } else if (s.scheme == 2) {
-    spec.nChannels = pick(rng, 1, 4);
-    if (spec.nChannels > 1 && o.allowAlpha && chance(rng, 0.4)) spec.alphaChannel = spec.nChannels;
+    desc.nChannels = pick(rng, 1, 4);
+    if (desc.nChannels > 1 && o.allowAlpha && chance(rng, 0.4)) desc.alphaChannel = desc.nChannels;
     // A one-channel image needs no COI to count one channel.
-    coi = spec.nChannels == 1 && chance(rng, 0.5) ? 0 : pick(rng, 1, spec.nChannels);
+    coi = desc.nChannels == 1 && chance(rng, 0.5) ? 0 : pick(rng, 1, desc.nChannels);
   } else if (s.scheme == 1) {
     const bool alpha = s.count < 4 && chance(rng, 0.5);
-    spec.nChannels = s.count + (alpha ? 1 : 0);
-    spec.alphaChannel = alpha ? spec.nChannels : 0;
+    desc.nChannels = s.count + (alpha ? 1 : 0);
+    desc.alphaChannel = alpha ? desc.nChannels : 0;
   } else {
-    spec.nChannels = s.count;
+    desc.nChannels = s.count;
   }
   if (coi > 0 || chance(rng, o.roiChance)) {
-    spec.hasRoi = true;
-    spec.roi = chance(rng, 0.3) ? VrnROI{coi, 0, 0, spec.width, spec.height}
-                                : randomRoi(rng, spec.width, spec.height, coi);
+    desc.hasRoi = true;
+    desc.roi = chance(rng, 0.3) ? VrnROI{coi, 0, 0, desc.width, desc.height}
+                                : randomRoi(rng, desc.width, desc.height, coi);
   }
   if (chance(rng, o.maskChance)) {
-    spec.hasMask = true;
-    spec.mask = randomMask(rng, o);
+    desc.hasMask = true;
+    desc.mask = randomMask(rng, o);
   }
-  return spec;
+  return desc;
 }
 
 Shared randomShared(Rng& rng, const CallOptions& o) {

@@ -88,7 +88,7 @@ struct ImageSpec {
 class TestImage {
  public:
   TestImage() = default;
-  explicit TestImage(const ImageSpec& spec);
+  explicit TestImage(const ImageSpec& desc);
   ~TestImage();
   TestImage(TestImage&& other) noexcept;
   TestImage& operator=(TestImage&& other) noexcept;
@@ -98,7 +98,7 @@ class TestImage {
   VrnImage* get() const { return image_; }
   VrnImage* operator->() const { return image_; }
   operator VrnImage*() const { return image_; }
-  const ImageSpec& spec() const { return spec_; }
+  const ImageSpec& desc() const { return desc_; }
   // The mask image, or null.
   VrnImage* mask() const { return image_ ? image_->maskROI : nullptr; }
 
@@ -113,7 +113,7 @@ class TestImage {
 
  private:
   void release();
-  ImageSpec spec_{};
+  ImageSpec desc_{};
   VrnImage* image_ = nullptr;
   void* block_ = nullptr;      // the raw block behind imageData
   void* maskBlock_ = nullptr;  // the raw block behind the mask's imageData
@@ -169,7 +169,7 @@ std::vector<int> operatedChannels(const VrnImage* image);
 struct CallSpec {
   std::vector<ImageSpec> sources;  // 1 or 2
   ImageSpec dst;
-  // Source i is the destination record itself (its spec is dst's).
+  // Source i is the destination record itself (its desc is dst's).
   bool sourceIsDst[2] = {false, false};
   std::string describe() const;
 };

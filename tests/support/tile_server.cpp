@@ -58,7 +58,7 @@ TileServer::TileServer(const TestImage& plain, int tileWidth, int tileHeight, st
                                 p->origin, p->align, p->width, p->height, roi, p->maskROI, nullptr,
                                 info);
   if (!image_) {
-    ADD_FAILURE() << "tiled header refused for " << base_.spec().describe();
+    ADD_FAILURE() << "tiled header refused for " << base_.desc().describe();
     return;
   }
   std::memcpy(image_->borderMode, p->borderMode, sizeof image_->borderMode);
