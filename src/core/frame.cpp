@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "core/bit_rows.h"
 #include "core/image.h"
 #include "core/report.h"
 
@@ -88,28 +89,24 @@ VrnImage* combineMasks(const VrnImage* a, const VrnImage* b, const VrnImage* c, 
   VrnImage* merged = vrnCreateImageHeader(1, 0, VRN_DEPTH_1U, gray, g, VRN_DATA_ORDER_PLANE,
                                           masks[0]->origin, 8, width, height, nullptr, nullptr,
                                           nullptr, nullptr);
-  if (merged) vrnAllocateImage(merged, 0, 0);
+  if (merged) vrnAllocateImage(merged, 1, 0);  // row padding cleared, never read
   if (!merged || !merged->imageData) {
     vrnDeallocate(merged, VRN_FREE_HEADER);
     *state = kMaskNoMemory;
     return nullptr;
   }
-  // Each output byte is the AND of the masks' bytes brought to bit offset 0.
-  const int bytes = (width + 7) / 8;
+  // Each row is the AND of the masks' rows, each read from its own bit offset.
   for (int y = 0; y < height; ++y) {
-    auto* out = reinterpret_cast<unsigned char*>(merged->imageData) + y * merged->widthStep;
-    std::memset(out, 0xFF, static_cast<size_t>(bytes));
-    for (int i = 0; i < n; ++i) {
-      const auto* row =
-          reinterpret_cast<const unsigned char*>(starts[i].data) + y * masks[i]->widthStep;
-      const int off = starts[i].bitOffset;
-      for (int k = 0; k < bytes; ++k) {
-        const int bitsLeft = width - 8 * k;
-        unsigned window = static_cast<unsigned>(row[k]) << 8;
-        if (off && bitsLeft > 8 - off) window |= row[k + 1];
-        out[k] &= static_cast<unsigned char>(window >> (8 - off));
-      }
-    }
+    auto* out = reinterpret_cast<uint8_t*>(merged->imageData) + static_cast<ptrdiff_t>(y) * merged->widthStep;
+    auto span = [&](int i) {
+      return BitSpan{reinterpret_cast<const uint8_t*>(starts[i].data) + static_cast<ptrdiff_t>(y) * masks[i]->widthStep,
+                     starts[i].bitOffset};
+    };
+    if (n == 2)
+      bitRow(out, 0, width, [](uint8_t a, uint8_t b) { return static_cast<uint8_t>(a & b); }, span(0), span(1));
+    else
+      bitRow(out, 0, width, [](uint8_t a, uint8_t b, uint8_t c) { return static_cast<uint8_t>(a & b & c); },
+             span(0), span(1), span(2));
   }
   *state = kMaskMerged;
   return merged;

@@ -47,13 +47,6 @@ enum MaskState : int {
 };
 VrnImage* combineMasks(const VrnImage* a, const VrnImage* b, const VrnImage* c, int* state);
 
-// Whether bit i of a mask row that starts at bit offset `bitOffset` is set
-// (most significant bit first).
-inline bool maskBit(const unsigned char* row, int bitOffset, int i) {
-  const int b = bitOffset + i;
-  return (row[b >> 3] >> (7 - (b & 7))) & 1;
-}
-
 // What a kernel is given.  During a tile walk the records are private copies
 // whose ROIs select one cell.  srcB is null in one-source operations.
 struct KernelArgs {

@@ -29,6 +29,7 @@
 #include <cstdint>
 #include <utility>
 
+#include "core/bit_rows.h"
 #include "core/frame.h"
 
 namespace vrn {
@@ -183,7 +184,7 @@ void maskedKernel(const KernelArgs& k) {
       const unsigned char* mask = rect.maskRow;  // the same mask rows for every plane
       for (int y = 0; y < rect.height; ++y) {
         for (int x = 0; x < rect.width; ++x) {
-          if (!maskBit(mask, rect.maskBitOffset, x)) continue;
+          if (!bitAt(mask, rect.maskBitOffset, x)) continue;
           ptrdiff_t at[M];
           for (int i = 0; i < M; ++i) at[i] = static_cast<ptrdiff_t>(x) * sizeof(T);
           detail::applyAt<Rule, T, M>(rule, p, at);
@@ -203,7 +204,7 @@ void maskedKernel(const KernelArgs& k) {
   const unsigned char* mask = rect.maskRow;
   for (int y = 0; y < rect.height; ++y) {
     for (int x = 0; x < rect.width; ++x) {
-      if (!maskBit(mask, rect.maskBitOffset, x)) continue;
+      if (!bitAt(mask, rect.maskBitOffset, x)) continue;
       for (int c = 0; c < count; ++c) {
         ptrdiff_t at[M];
         for (int i = 0; i < M; ++i) at[i] = x * pixelStep[i] + c * static_cast<ptrdiff_t>(sizeof(T));

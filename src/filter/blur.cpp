@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "core/bit_rows.h"
 #include "core/frame.h"
 #include "core/image.h"
 #include "core/memory.h"
@@ -53,16 +54,15 @@ bool buildMask(const VrnImage* a, const VrnImage* b, int width, int height, Buff
     }
   const VrnImage* masks[2] = {a ? a : b, b};
   for (int y = 0; y < h; ++y) {
-    unsigned char* out = bits->get() + y * *step;
-    for (int x = 0; x < w; ++x) {
-      bool set = true;
-      for (int i = 0; i < n; ++i) {
-        const auto* row = reinterpret_cast<const unsigned char*>(s[i].data) +
-                          static_cast<ptrdiff_t>(y) * masks[i]->widthStep;
-        set = set && maskBit(row, s[i].bitOffset, x);
-      }
-      if (set) out[x >> 3] |= static_cast<unsigned char>(0x80u >> (x & 7));
-    }
+    auto* out = reinterpret_cast<uint8_t*>(bits->get()) + y * *step;
+    auto span = [&](int i) {
+      return BitSpan{reinterpret_cast<const uint8_t*>(s[i].data) + static_cast<ptrdiff_t>(y) * masks[i]->widthStep,
+                     s[i].bitOffset};
+    };
+    if (n == 1)
+      bitRow(out, 0, w, [](uint8_t m) { return m; }, span(0));
+    else
+      bitRow(out, 0, w, [](uint8_t p, uint8_t q) { return static_cast<uint8_t>(p & q); }, span(0), span(1));
   }
   return true;
 }
@@ -114,7 +114,7 @@ bool storeInTiles(const Job& job, const char* block, ptrdiff_t blockStep, int px
       for (int y = cy0; y < cy1; ++y)
         for (int x = cx0; x < cx1; ++x) {
           const int i = x - x0, j = y - y0;  // position in the piece
-          if (job.mask && !maskBit(job.mask + (py + j) * job.maskStep, 0, px + i)) continue;
+          if (job.mask && !bitAt(job.mask + (py + j) * job.maskStep, 0, px + i)) continue;
           for (int k = 0; k < job.dstCh.count; ++k) {
             const int c = job.dstCh.first + k;
             int bo, to;

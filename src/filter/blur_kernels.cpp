@@ -15,6 +15,7 @@
 #include <cstring>
 #include <type_traits>
 
+#include "core/bit_rows.h"
 #include "core/memory.h"
 #include "core/traits.h"
 
@@ -99,11 +100,6 @@ struct SumOf<float> {
   static float delta(float in, float out) { return in - out; }
 };
 
-inline bool maskSet(const unsigned char* row, int bit, int x) {
-  const int b = bit + x;
-  return (row[b >> 3] >> (7 - (b & 7))) & 1;
-}
-
 struct Sum16 {
   using Type = uint16_t;  // exact while nCols * nRows * 255 stays below 2^16
   static uint16_t of(uint8_t v) { return v; }
@@ -175,7 +171,7 @@ void boxKernel(const Channel& ch, const Box& box, typename P::Type* col, const R
             continue;
           }
         }
-        const bool set = maskSet(mask, box.maskBit, x);
+        const bool set = bitAt(mask, box.maskBit, x);
         for (int c = 0; c < K; ++c) {
           if (set) out[static_cast<ptrdiff_t>(x) * dstStride + c] = result(w[c]);
           w[c] += static_cast<Sum>(entering[x * K + c] - leaving[x * K + c]);
@@ -219,7 +215,7 @@ void bitKernel(const Channel& ch, const Box& box, int32_t* col) {
     uint32_t w = 0;
     for (int k = 0; k < box.nCols; ++k) w += static_cast<uint32_t>(col[k]);
     for (int x = 0; x < box.width; ++x) {
-      if (!mask || maskSet(mask, box.maskBit, x)) {
+      if (!mask || bitAt(mask, box.maskBit, x)) {
         const bool one = !(0.5f > static_cast<float>(static_cast<int32_t>(w)) * box.scale);
         const int b = ch.dstBit + x;
         const auto bitMask = static_cast<unsigned char>(0x80u >> (b & 7));
