@@ -68,6 +68,9 @@ struct DibCheckTexts {
   const char* clrUsed4;
 };
 
+// The header texts of vrnConvertFromDIB, which vrnConvertToDIB words alike.
+extern const DibCheckTexts kFromDibTexts;
+
 // The header checks from biSize to the 4-bit colour count, in order; reports
 // the first failure with status -5 and returns false.
 bool checkDibHeader(const BITMAPINFOHEADER* h, const DibCheckTexts& texts, const char* func);

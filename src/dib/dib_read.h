@@ -14,7 +14,4 @@ namespace vrn {
 int readDib(const char* func, const DibCheckTexts& texts, const BITMAPINFOHEADER* h,
             const uint8_t* sepData, VrnImage* image);
 
-// The header texts of vrnConvertFromDIB.
-extern const DibCheckTexts kFromDibTexts;
-
 }  // namespace vrn

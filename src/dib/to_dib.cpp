@@ -21,23 +21,31 @@ struct ToDibTexts {
   const char* func;
   const char* nullHeader;
   const char* size;
-  DibCheckTexts dib;
+  const DibCheckTexts* dib;
   const char* dither;
   const char* palette;
   const char* bitCount;
+};
+
+// The separated writer's header checks, worded apart from the reader's.
+const DibCheckTexts kToDibSepChecks = {
+    "(dibHeader->biSize != sizeof(BITMAPINFOHEADER))",
+    "(dibHeader->biPlanes != 1)",
+    "(dibHeader->biCompression != 0) && (dibHeader->biCompression != 1) && (dibHeader->biCompression != "
+    "2) && (dibHeader->biCompression != 3)",
+    "( (dibHeader->biBitCount != 8) && (dibHeader->biCompression == 1) )",
+    "( (dibHeader->biBitCount != 4) && (dibHeader->biCompression == 2) )",
+    "( (dibHeader->biHeight < 0) && ((dibHeader->biCompression == 1) || (dibHeader->biCompression == 2)) )",
+    "(dibHeader->biClrUsed > 0x8000)",
+    "(dibHeader->biBitCount==8 && dibHeader->biClrUsed>256)",
+    "(dibHeader->biBitCount==4 && dibHeader->biClrUsed>16 )",
 };
 
 const ToDibTexts kToDib = {
     "vrnConvertToDIB",
     "dib==0",
     "(image->width != dib->biWidth || image->height != abs_biHeight)",
-    {"(dib->biSize != sizeof(BITMAPINFOHEADER))", "(dib->biPlanes != 1)",
-     "(dib->biCompression != 0) && (dib->biCompression != 1) && (dib->biCompression != 2) && "
-     "(dib->biCompression != 3)",
-     "(dib->biBitCount != 8) && (dib->biCompression == 1)", "(dib->biBitCount != 4) && (dib->biCompression == 2)",
-     "(dib->biHeight < 0) && ( (dib->biCompression == 1) || (dib->biCompression == 2) )",
-     "(dib->biClrUsed > 0x8000)", "( dib->biBitCount==8 && dib->biClrUsed>256 )",
-     "( dib->biBitCount==4 && dib->biClrUsed>16 )"},
+    &kFromDibTexts,  // worded as the reader's
     "(dither != 1 && dither != 2 && dither != 4 && dither != 8 && dither != 16)",
     "(paletteConversion != 0 && paletteConversion != 1 && paletteConversion != 2)",
     "dib->biBitCount is bad",
@@ -47,14 +55,7 @@ const ToDibTexts kToDibSep = {
     "vrnConvertToDIBSep",
     "( 0 == dibHeader )",
     "( image->width != dibHeader->biWidth || image->height != abs_biHeight )",
-    {"(dibHeader->biSize != sizeof(BITMAPINFOHEADER))", "(dibHeader->biPlanes != 1)",
-     "(dibHeader->biCompression != 0) && (dibHeader->biCompression != 1) && (dibHeader->biCompression != "
-     "2) && (dibHeader->biCompression != 3)",
-     "( (dibHeader->biBitCount != 8) && (dibHeader->biCompression == 1) )",
-     "( (dibHeader->biBitCount != 4) && (dibHeader->biCompression == 2) )",
-     "( (dibHeader->biHeight < 0) && ((dibHeader->biCompression == 1) || (dibHeader->biCompression == 2)) )",
-     "(dibHeader->biClrUsed > 0x8000)", "(dibHeader->biBitCount==8 && dibHeader->biClrUsed>256)",
-     "(dibHeader->biBitCount==4 && dibHeader->biClrUsed>16 )"},
+    &kToDibSepChecks,
     "( dither != 1 && dither != 2 && dither != 4 && dither != 8 && dither != 16 )",
     "( paletteConversion != 0 && paletteConversion != 1 && paletteConversion != 2 )",
     "dibHeader->biBitCount is bad",
@@ -238,7 +239,7 @@ int writeDib(const ToDibTexts& t, VrnImage* image, BITMAPINFOHEADER* h, uint8_t*
     return report(func, VRN_StsBadArg, "(image->nChannels != 4)"), VRN_StsBadChannels;
   if (image->width != h->biWidth || image->height != dibAbsHeight(h->biHeight))
     return report(func, VRN_StsBadArg, t.size), VRN_StsBadImageSize;
-  if (!checkDibHeader(h, t.dib, func)) return VRN_StsBadArg;
+  if (!checkDibHeader(h, *t.dib, func)) return VRN_StsBadArg;
   if (dither != 1 && dither != 2 && dither != 4 && dither != 8 && dither != 16)
     return report(func, VRN_StsBadArg, t.dither);
   if (paletteConversion != 0 && paletteConversion != 1 && paletteConversion != 2)
