@@ -18,16 +18,17 @@ ImageRect clippedRoi(const VrnImage* image) {
           std::min(roi->height, image->height - roi->yOffset)};
 }
 
+char* sampleAddress(const VrnImage* image, char* data, int64_t step, int height, int x, int y, int c) {
+  const int64_t bits = depthBits(image->depth);
+  if (image->dataOrder == VRN_DATA_ORDER_PLANE)
+    return data + c * static_cast<int64_t>(height) * step + y * step + (x * bits) / 8;
+  return data + y * step + ((c + static_cast<int64_t>(x) * image->nChannels) * bits) / 8;
+}
+
 ImageStart imageStart(const VrnImage* image, int coiIndex) {
   const ImageRect r = clippedRoi(image);
-  const int64_t bits = depthBits(image->depth);
-  const int64_t step = image->widthStep;
-  int64_t offset;
-  if (image->dataOrder == VRN_DATA_ORDER_PLANE)
-    offset = coiIndex * static_cast<int64_t>(image->height) * step + r.y * step + (r.x * bits) / 8;
-  else
-    offset = r.y * step + ((coiIndex + static_cast<int64_t>(r.x) * image->nChannels) * bits) / 8;
-  return {image->imageData + offset, std::max(r.width, 0), std::max(r.height, 0), r.x % 8};
+  return {sampleAddress(image, image->imageData, image->widthStep, image->height, r.x, r.y, coiIndex),
+          std::max(r.width, 0), std::max(r.height, 0), r.x % 8};
 }
 
 int channelIndex(const VrnImage* image) { return hasCoi(image) ? image->roi->coi - 1 : 0; }

@@ -5,6 +5,8 @@
 // steps below are shared by all of them.
 #pragma once
 
+#include <cstdint>
+
 #include "core/traits.h"
 #include "vrn.h"
 
@@ -26,6 +28,11 @@ struct ImageStart {
   int bitOffset;
 };
 ImageStart imageStart(const VrnImage* image, int coiIndex);
+
+// The addressing rule: channel c of pixel (x, y) in a buffer laid out like
+// `image` with row step `step` and `height` rows to a plane.  For 1-bit
+// images the pixel lies x % 8 bits into the byte.
+char* sampleAddress(const VrnImage* image, char* data, int64_t step, int height, int x, int y, int c);
 
 // Channel index (COI - 1, else 0) and channel count (1 with a COI, else the
 // channels without alpha).

@@ -67,17 +67,6 @@ bool buildMask(const VrnImage* a, const VrnImage* b, int width, int height, Buff
   return true;
 }
 
-// Where a channel of an image lies in a buffer of `width` x `height` pixels
-// laid out like the image (step bytes per row).
-char* channelStart(const VrnImage* image, char* data, ptrdiff_t step, int height, int x, int y, int c,
-                   int* bitOffset) {
-  const int64_t bits = depthBits(image->depth);
-  *bitOffset = static_cast<int>(x % 8);
-  if (image->dataOrder == VRN_DATA_ORDER_PLANE)
-    return data + c * static_cast<ptrdiff_t>(height) * step + y * step + (x * bits) / 8;
-  return data + y * step + ((c + static_cast<int64_t>(x) * image->nChannels) * bits) / 8;
-}
-
 struct Job {
   VrnImage* src;
   VrnImage* dst;
@@ -117,14 +106,12 @@ bool storeInTiles(const Job& job, const char* block, ptrdiff_t blockStep, int px
           if (job.mask && !bitAt(job.mask + (py + j) * job.maskStep, 0, px + i)) continue;
           for (int k = 0; k < job.dstCh.count; ++k) {
             const int c = job.dstCh.first + k;
-            int bo, to;
-            const char* from = channelStart(dst, const_cast<char*>(block), blockStep, h, i, j, c, &bo);
-            char* into = channelStart(dst, data, static_cast<ptrdiff_t>(tile.widthStep), th, x - col * tw,
-                                      y - row * th, c, &to);
+            const int tx = x - col * tw;
+            const char* from = sampleAddress(dst, const_cast<char*>(block), blockStep, h, i, j, c);
+            char* into = sampleAddress(dst, data, tile.widthStep, th, tx, y - row * th, c);
             if (bits == 1) {
-              const bool one = (static_cast<unsigned char>(*from) >> (7 - bo)) & 1;
-              const auto m = static_cast<unsigned char>(0x80u >> to);
-              *into = static_cast<char>(one ? (*into | m) : (*into & ~m));
+              putBit(reinterpret_cast<uint8_t*>(into), tx % 8, 0,
+                     bitAt(reinterpret_cast<const uint8_t*>(from), i % 8, 0));
             } else {
               std::memcpy(into, from, static_cast<size_t>(bits / 8));
             }
@@ -190,7 +177,8 @@ bool runPiece(const Job& job, int px, int py, int w, int h) {
     ch.src = planeSrc ? region + sc * regionPlane : region + sc * sampleBytes;
     ch.srcStep = regionStep;
     ch.srcStride = planeSrc ? 1 : src->nChannels;
-    ch.dst = channelStart(dst, out, outStep, outHeight, outX, outY, dc, &ch.dstBit);
+    ch.dst = sampleAddress(dst, out, outStep, outHeight, outX, outY, dc);
+    ch.dstBit = outX % 8;
     ch.dstStep = outStep;
     ch.dstStride = dst->dataOrder == VRN_DATA_ORDER_PLANE ? 1 : dst->nChannels;
     return ch;
