@@ -62,17 +62,14 @@ HWY_INLINE void MultiplyNarrowRow(const T* a, const T* b, T* d, size_t n) {
   const hn::ScalableTag<Wide> dw;
   const hn::Rebind<T, decltype(dw)> dn;
   const hn::Rebind<Signed, decltype(dw)> ds;
-  const size_t lanes = hn::Lanes(dw);
-  size_t i = 0;
-  for (; i + lanes <= n; i += lanes) {
+  auto product = [&](size_t i) HWY_ATTR {
     const auto p = hn::Mul(hn::PromoteTo(dw, hn::LoadU(dn, a + i)), hn::PromoteTo(dw, hn::LoadU(dn, b + i)));
     if constexpr (hwy::IsSigned<T>())
-      hn::StoreU(hn::DemoteTo(dn, p), dn, d + i);
+      return hn::DemoteTo(dn, p);
     else
-      hn::StoreU(hn::DemoteTo(dn, hn::BitCast(ds, hn::Min(p, hn::Set(dw, Wide{std::numeric_limits<T>::max()})))), dn,
-                 d + i);
-  }
-  for (; i < n; ++i) d[i] = MultiplyDef<T>::apply(a[i], b[i]);
+      return hn::DemoteTo(dn, hn::BitCast(ds, hn::Min(p, hn::Set(dw, Wide{std::numeric_limits<T>::max()}))));
+  };
+  StoreRow(dn, d, n, product, [&](size_t i) HWY_ATTR { return MultiplyDef<T>::apply(a[i], b[i]); });
 }
 
 // The five packed rows of one rule: 8U, 8S, 16U, 16S by an integer row

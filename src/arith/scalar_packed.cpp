@@ -81,13 +81,11 @@ void MultiplyU8(const uint8_t* s, uint8_t* d, size_t n, int c) {
   const hn::Rebind<int16_t, decltype(dw)> ds;
   const auto k = hn::Set(dw, static_cast<uint16_t>(c));
   const auto cap = hn::Set(dw, uint16_t{255});
-  const size_t lanes = hn::Lanes(dw);
-  size_t i = 0;
-  for (; i + lanes <= n; i += lanes) {
+  auto product = [&](size_t i) HWY_ATTR {
     const auto p = hn::Min(hn::Mul(hn::PromoteTo(dw, hn::LoadU(dn, s + i)), k), cap);
-    hn::StoreU(hn::DemoteTo(dn, hn::BitCast(ds, p)), dn, d + i);
-  }
-  for (; i < n; ++i) d[i] = MultiplyConstant<uint8_t>::apply(s[i], c);
+    return hn::DemoteTo(dn, hn::BitCast(ds, p));
+  };
+  StoreRow(dn, d, n, product, [&](size_t i) HWY_ATTR { return MultiplyConstant<uint8_t>::apply(s[i], c); });
 }
 
 }  // namespace vrn::HWY_NAMESPACE

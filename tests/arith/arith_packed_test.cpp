@@ -1,12 +1,12 @@
 // Every packed row of the arithmetic and logic equals its per-sample rule on
 // every Highway target (the shared packed == scalar check: lengths,
-// misalignments, sentinels, in place); the logic constant rows with the
-// word replicated by depth class.
+// misalignments, sentinels, in place), and on the machine's own target
+// again on a run long enough to be written with streaming stores; the logic
+// constant rows with the word replicated by depth class.
 #include <gtest/gtest.h>
 
 #include <limits>
 
-#include "arith/arith_rules.h"
 #include "arith/arith_rules.h"
 #include "arith/logic_rules.h"
 #include "arith/scalar_rules.h"
@@ -17,14 +17,23 @@ namespace {
 using namespace vrn;
 using vrntest::forEachTarget;
 using vrntest::packedMatchesScalar;
+using vrntest::PackedCheckOptions;
+
+// The short sweep, on every target; the streaming run, on the machine's own.
+const PackedCheckOptions kSweep{}, kLongRun{.longRunBytes = kStreamingBytes};
+template <class Check>
+void onTargets(const Check& check) {
+  forEachTarget([&](int64_t) { check(kSweep); });
+  check(kLongRun);
+}
 
 template <template <class> class Def, template <class> class Packed, class T>
-void checkRow() {
-  EXPECT_TRUE(packedMatchesScalar<T>(Packed<T>::get(), [](T a, T b) { return Def<T>::apply(a, b); }));
+void checkRow(const PackedCheckOptions& plan) {
+  EXPECT_TRUE(packedMatchesScalar<T>(Packed<T>::get(), [](T a, T b) { return Def<T>::apply(a, b); }, plan));
 }
 template <template <class> class Def, template <class> class Packed, class... T>
 void checkBinary() {
-  forEachTarget([](int64_t) { (checkRow<Def, Packed, T>(), ...); });
+  onTargets([](const PackedCheckOptions& plan) { (checkRow<Def, Packed, T>(plan), ...); });
 }
 
 TEST(ArithPacked, TwoImageRows) {
@@ -37,13 +46,15 @@ TEST(ArithPacked, TwoImageRows) {
 template <class Def>
 void checkConstant(std::initializer_list<typename Def::Constant> constants) {
   using T = typename Def::Sample;
-  forEachTarget([&](int64_t) {
+  onTargets([&](const PackedCheckOptions& plan) {
     const auto fn = PackedUnary<Def>::get();
     ASSERT_NE(fn, nullptr);
-    for (const auto c : constants)
+    for (const auto c : constants) {
       EXPECT_TRUE(packedMatchesScalar<T>([&](const T* s, T* d, size_t n) { fn(s, d, n, c); },
-                                         [&](T s) { return Def::apply(s, c); }))
+                                         [&](T s) { return Def::apply(s, c); }, plan))
           << "constant " << c;
+      if (plan.longRunBytes) break;  // one constant is enough for the long path
+    }
   });
 }
 
@@ -73,8 +84,9 @@ TEST(ArithPacked, TargetsAreDistinct) {
 
 template <class Op>
 void checkByteRow() {
-  forEachTarget([](int64_t) {
-    EXPECT_TRUE(packedMatchesScalar<uint8_t>(PackedLogic<Op>::bytes(), [](uint8_t a, uint8_t b) { return Op::apply(a, b); }));
+  onTargets([](const PackedCheckOptions& plan) {
+    EXPECT_TRUE(packedMatchesScalar<uint8_t>(PackedLogic<Op>::bytes(), [](uint8_t a, uint8_t b) { return Op::apply(a, b); },
+                                             plan));
   });
 }
 
@@ -82,13 +94,13 @@ void checkByteRow() {
 template <class Op, class T>
 void checkWordRow(int depth, unsigned value) {
   const uint32_t word = replicateConstant(depth, value);
-  forEachTarget([&](int64_t) {
+  onTargets([&](const PackedCheckOptions& plan) {
     const WordRowFn row = PackedLogic<Op>::word();
     EXPECT_TRUE(packedMatchesScalar<T>(
         [&](const T* s, T* d, size_t n) {
           row(reinterpret_cast<const uint8_t*>(s), reinterpret_cast<uint8_t*>(d), n * sizeof(T), word);
         },
-        [&](T s) { return Op::apply(s, static_cast<T>(word)); }))
+        [&](T s) { return Op::apply(s, static_cast<T>(word)); }, plan))
         << vrntest::depthName(depth) << " " << value;
   });
 }

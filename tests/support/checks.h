@@ -84,6 +84,10 @@ struct PackedCheckOptions {
   int maxBytes = 256;  // lengths 0 .. maxBytes / sizeof(element)
   bool inPlace = true; // also with the destination on the first source
   uint64_t seed = 1;
+  // Instead of the sweep: one run of longRunBytes and a little more, with
+  // the destination misaligned by 0, 1 and 7 elements (the path of rows
+  // long enough to stream).
+  size_t longRunBytes = 0;
 };
 
 // Checks a packed row against its definition.  S is the source element
@@ -99,7 +103,16 @@ testing::AssertionResult packedMatchesScalar(Row row, Ref ref, const PackedCheck
                                 : std::is_invocable_v<Ref, const S*, D*, size_t>;
   static_assert(kTwo || std::is_invocable_v<Row, const S*, D*, size_t>, "row(src..., dst, n)");
   constexpr size_t kSrcMis = 64 / sizeof(S), kDstMis = 64 / sizeof(D);
-  const size_t maxN = static_cast<size_t>(options.maxBytes) / std::max(sizeof(S), sizeof(D));
+  std::vector<size_t> lengths, dstMis;
+  if (options.longRunBytes) {
+    lengths = {options.longRunBytes / sizeof(D) + 37};
+    dstMis = {0, 1, 7};
+  } else {
+    for (size_t n = 0; n <= static_cast<size_t>(options.maxBytes) / std::max(sizeof(S), sizeof(D)); ++n)
+      lengths.push_back(n);
+    for (size_t m = 0; m < kDstMis; ++m) dstMis.push_back(m);
+  }
+  const size_t maxN = lengths.back();
   constexpr unsigned char kSentinel = 0xA5;
 
   Rng rng(options.seed);
@@ -114,14 +127,14 @@ testing::AssertionResult packedMatchesScalar(Row row, Ref ref, const PackedCheck
   unsigned char* dstBase = base[2];
   const size_t dstBytes = room - static_cast<size_t>(dstBase - stores[2].data()) - 64;
 
-  for (size_t n = 0; n <= maxN; ++n) {
+  for (size_t n : lengths) {
     for (int s = 0; s < kSources; ++s)
       for (size_t i = 0; i < n; ++i) inputs[s][i] = randomSample<S>(rng);
     if constexpr (kRefRow && kTwo) ref(inputs[0].data(), inputs[1].data(), expected.data(), n);
     else if constexpr (kRefRow) ref(inputs[0].data(), expected.data(), n);
     else if constexpr (kTwo) for (size_t i = 0; i < n; ++i) expected[i] = ref(inputs[0][i], inputs[1][i]);
     else for (size_t i = 0; i < n; ++i) expected[i] = ref(inputs[0][i]);
-    for (size_t m = 0; m < kDstMis; ++m) {
+    for (size_t m : dstMis) {
       const size_t mis[2] = {(m + n) % kSrcMis, (3 * m + 2 * n + 1) % kSrcMis};
       for (int pass = 0; pass < (options.inPlace && std::is_same_v<S, D> ? 2 : 1); ++pass) {
         const bool inPlace = pass == 1;
