@@ -60,9 +60,10 @@ void runCv(benchmark::State& state) {
   vrnbench::setBytes(state, a.bytes());
 }
 
-// vrn and OpenCV called in turn on the same images, each call timed: the
-// machine's drift falls on both alike, so the ratio counter is the steadier
-// figure on a shared machine.
+// vrn and OpenCV called in turn on the same images, each call timed, the
+// order swapped every iteration so that neither always runs after the
+// other: the machine's drift falls on both alike, so the ratio counter is the
+// steadier figure on a shared machine.
 void runPaired(benchmark::State& state) {
   const Op op = static_cast<Op>(state.range(0));
   const int depth = kDepths[state.range(1)], ch = static_cast<int>(state.range(2));
@@ -71,21 +72,64 @@ void runPaired(benchmark::State& state) {
   cv::Mat ma = a.mat(), mb = b.mat(), md = d.mat();
   using Clock = std::chrono::steady_clock;
   Clock::duration vrnTime{}, cvTime{};
-  for (auto _ : state) {
+  auto timeVrn = [&] {
     const auto t0 = Clock::now();
     callVrn(op, a, b, d);
     benchmark::ClobberMemory();
-    const auto t1 = Clock::now();
+    vrnTime += Clock::now() - t0;
+  };
+  auto timeCv = [&] {
+    const auto t0 = Clock::now();
     callCv(op, ma, mb, md);
     benchmark::ClobberMemory();
-    vrnTime += t1 - t0;
-    cvTime += Clock::now() - t1;
+    cvTime += Clock::now() - t0;
+  };
+  bool vrnFirst = true;
+  for (auto _ : state) {
+    if (vrnFirst) {
+      timeVrn();
+      timeCv();
+    } else {
+      timeCv();
+      timeVrn();
+    }
+    vrnFirst = !vrnFirst;
   }
   const double n = static_cast<double>(state.iterations());
   state.counters["vrn_us"] = std::chrono::duration<double, std::micro>(vrnTime).count() / n;
   state.counters["cv_us"] = std::chrono::duration<double, std::micro>(cvTime).count() / n;
   state.counters["ratio"] = std::chrono::duration<double>(vrnTime) / std::chrono::duration<double>(cvTime);
 }
+#endif
+
+// A two-step chain, d = a + b then e = d + a: the second step reads what the
+// first wrote, so a first step that bypasses the cache shows its cost here.
+// Arguments: depth, channels.
+void runChainVrn(benchmark::State& state) {
+  const int depth = kDepths[state.range(0)], ch = static_cast<int>(state.range(1));
+  BenchImage a(depth, ch, vrnbench::kWidth, vrnbench::kHeight, 1), b(depth, ch, vrnbench::kWidth, vrnbench::kHeight, 2),
+      d(depth, ch), e(depth, ch);
+  for (auto _ : state) {
+    vrnAdd(a.get(), b.get(), d.get());
+    vrnAdd(d.get(), a.get(), e.get());
+    benchmark::ClobberMemory();
+  }
+}
+BENCHMARK(runChainVrn)->Name("BM_vrnChainAdd")->ArgNames({"depth", "ch"})->Args({0, 3})->Args({1, 1})->Args({2, 1});
+
+#if VRN_BENCH_OPENCV
+void runChainCv(benchmark::State& state) {
+  const int depth = kDepths[state.range(0)], ch = static_cast<int>(state.range(1));
+  BenchImage a(depth, ch, vrnbench::kWidth, vrnbench::kHeight, 1), b(depth, ch, vrnbench::kWidth, vrnbench::kHeight, 2),
+      d(depth, ch), e(depth, ch);
+  cv::Mat ma = a.mat(), mb = b.mat(), md = d.mat(), me = e.mat();
+  for (auto _ : state) {
+    cv::add(ma, mb, md);
+    cv::add(md, ma, me);
+    benchmark::ClobberMemory();
+  }
+}
+BENCHMARK(runChainCv)->Name("BM_cvChainAdd")->ArgNames({"depth", "ch"})->Args({0, 3})->Args({1, 1})->Args({2, 1});
 #endif
 
 void arithArgs(benchmark::internal::Benchmark* b) {

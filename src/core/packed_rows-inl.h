@@ -30,10 +30,11 @@ using StreamTag = hn::CappedTag<T, 32 / sizeof(T)>;
 
 // From kStreamingBytes of destination in one run, whole vectors are written
 // with non-temporal stores: skipping the read of each destination line
-// before its write saves a quarter of the traffic of a two-source row.
-// Measured on a float add followed by an operation that reads its result:
-// equal at 3 MB, about 5% faster at 4 MB and 15% at 8 MB; slower below 2 MB,
-// where the result would have stayed in cache.
+// before its write saves a quarter of the traffic of a two-source row, but
+// leaves the result out of the cache for whatever reads it next.  Measured
+// with the next operation reading the result (bench BM_vrnChainAdd): 10%
+// slower at 4 MB, equal at 6 MB, 15% faster at 8 MB (alone: faster from
+// 3 MB).
 
 // d[i] = vecAt(i) for whole vectors and scalarAt(i) for the samples before
 // and after them.  Long runs start with scalar steps up to a vector-aligned

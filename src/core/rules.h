@@ -11,7 +11,7 @@ namespace vrn {
 
 // From this many destination bytes in one run, packed rows write whole
 // vectors with non-temporal stores (see core/packed_rows-inl.h).
-inline constexpr size_t kStreamingBytes = size_t{3} << 20;
+inline constexpr size_t kStreamingBytes = size_t{6} << 20;
 
 template <class T>
 using BinaryRowFn = void (*)(const T* a, const T* b, T* d, size_t n);
