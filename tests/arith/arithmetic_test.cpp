@@ -127,7 +127,7 @@ const char* const kLayoutNames[] = {"flat", "rows", "planes", "coi", "masked rgb
 // Image `role` (0 A, 1 B, 2 destination) of a w x h call in the layout.
 ImageSpec layoutSpec(Layout layout, int depth, int w, int h, int role) {
   ImageSpec s = ImageSpec(depth, w, h).seeded(static_cast<uint64_t>(role) + 1);
-  const int x = role == 0 ? 1 : role == 1 ? 6 : 3;
+  const int x = role == 0 ? 1 : role == 1 ? 6 : 5;  // 1U: bit offsets below and above 4
   switch (layout) {
     case Layout::kFlat: return s;
     case Layout::kRows: return s.size(w + 8, h + 1).aligned(role == 1 ? 8 : 4).withRoi(0, x, role % 2, w, h);
