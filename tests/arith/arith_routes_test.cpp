@@ -61,6 +61,8 @@ TEST(ArithRoutes, ReporterOfEachRoute) {
     c.call(src, dst);
     ASSERT_FALSE(catcher.empty()) << c.what;
     EXPECT_EQ(catcher.reports()[0].funcName, c.reporter) << c.what;
+    if (std::string(c.what) != "Abs 16U") continue;  // a failed copy adds a backtrace line
+    EXPECT_TRUE(expectLastReport(catcher, VRN_StsBackTrace, "vrnAbs", "vrnCopy is failed"));
   }
 }
 
@@ -124,15 +126,6 @@ TEST(ArithRoutes, OwnReportsAndTexts) {
     else
       EXPECT_NO_REPORT(catcher) << "case " << i;
   }
-}
-
-TEST(ArithRoutes, AbsAddsABacktraceWhenCopyFails) {
-  const TestImage src(ImageSpec(VRN_DEPTH_8U, 8, 2)), dst(ImageSpec(VRN_DEPTH_16U, 8, 2));
-  ReportCatcher catcher;
-  vrnAbs(src, dst);
-  ASSERT_GE(catcher.count(), 2u);
-  EXPECT_EQ(catcher.reports()[0].funcName, "vrnCopy");
-  EXPECT_TRUE(expectLastReport(catcher, VRN_StsBackTrace, "vrnAbs", "vrnCopy is failed"));
 }
 
 }  // namespace
