@@ -101,7 +101,6 @@ TEST(ArithRoutes, OwnReportsAndTexts) {
       {[&] { vrnLShiftS(f, f2, 3); }, -5, "vrnLShiftS", "This function does not support depth 32F"},
       {[&] { vrnRShiftS(f, f2, 3); }, -5, "vrnRShiftS", "This function does not support depth 32F"},
       {[&] { vrnSubtractS(u, f, 3, 0); }, -5, "vrnSubtractS", "(srcImage->depth != dstImage->depth)"},
-      {[&] { vrnSubtract(u, u2, f); }, -5, "vrnSubtract", "(srcImageA->depth != dstImage->depth)"},
       {[&] { vrnAnd(f, f, f); }, -5, "vrnAnd", "This function does not support depth 32F"},
       {[&] { vrnAnd(nullptr, u, u); }, -9, "vrnAnd", "Incorrect Image"},
       {[&] { vrnXor(u3, u, u); }, -5, "vrnXor", "(nChSrcA != nChDst)"},
