@@ -70,17 +70,6 @@ TEST(Bordered, RegionsAndRowsMatchTheReferencePlainAndTiled) {
     }
 }
 
-TEST(Bordered, EveryModeCombinationPerSide) {
-  for (int depth : {VRN_DEPTH_1U, VRN_DEPTH_8U, VRN_DEPTH_32F})
-    for (int order : {0, 1}) {
-      TestImage im(ImageSpec(depth, 5, 4, depth == VRN_DEPTH_1U ? 1 : 3).order(order).seeded(11));
-      for (int combo = 0; combo < 256; ++combo) {
-        for (int s = 0; s < 4; ++s) vrnSetBorderMode(im, (combo >> (2 * s)) & 3, 1 << s, 1 + s * 40);
-        ASSERT_TRUE(regionMatches(im, im, -7, -6, 19, 16)) << "modes " << combo;
-      }
-    }
-}
-
 TEST(Bordered, RefusesBadRequests) {
   TestImage im(ImageSpec(VRN_DEPTH_8U, 8, 8));
   int step = 0;
