@@ -113,6 +113,16 @@ TEST(LogicPacked, RowsEqualTheDefinition) {
   checkWordRow<OrOp, uint8_t>(VRN_DEPTH_1U, 3);
   checkWordRow<XorOp, uint16_t>(VRN_DEPTH_16S, 0xABCD1234);
   checkWordRow<XorOp, uint32_t>(VRN_DEPTH_32S, 0x80000001);
+  // Four different bytes: byte i meets byte i mod 4 of the word however the
+  // run is split for alignment.
+  onTargets([](const PackedCheckOptions& plan) {
+    const WordRowFn row = PackedLogic<XorOp>::word();
+    EXPECT_TRUE(packedMatchesScalar<uint8_t>([&](const uint8_t* s, uint8_t* d, size_t n) { row(s, d, n, 0x80402010u); },
+                                             [](const uint8_t* s, uint8_t* d, size_t n) {
+                                               wordRowScalar<XorOp>(s, d, n, 0x80402010u);
+                                             },
+                                             plan));
+  });
 }
 
 }  // namespace
