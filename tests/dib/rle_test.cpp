@@ -1,6 +1,8 @@
-// The RLE codecs: the command choices of the compressors, the give-up on
-// noise, round trips, the expanders' accepted streams and their faults with
-// the texts, read from blocks of exactly the stream's size.
+// The RLE codecs: the compressor's command choices and give-up on noise,
+// round trips, hand-checked accepted and broken streams, and random valid and
+// broken streams against a plain reference expander, through expandRle and
+// through the readers' row-at-a-time decoding.  Streams are read from blocks
+// of exactly their size.
 #include <memory>
 #include <random>
 
@@ -10,6 +12,8 @@
 using namespace dibtest;
 
 namespace {
+
+uint32_t rle(int bits) { return bits == 8 ? BI_RLE8 : BI_RLE4; }
 
 Bytes rowsOf(int width, int height, int bits, const std::vector<int>& values) {
   const size_t rb = rowBytes(width, bits);
@@ -28,10 +32,16 @@ Bytes compress(BITMAPINFOHEADER& h, Bytes rows) {
   return h.biCompression == BI_RGB ? Bytes{} : Bytes(rows.begin(), rows.begin() + h.biSizeImage);
 }
 
-// Expands a stream from a block of exactly its size, biSizeImage set to it (or 0).
+// A stream in a block of exactly its size.
+std::unique_ptr<uint8_t[]> exactBlock(const Bytes& s) {
+  std::unique_ptr<uint8_t[]> block(new uint8_t[s.size()]);
+  std::memcpy(block.get(), s.data(), s.size());
+  return block;
+}
+
+// Expands a stream with biSizeImage set to its size (or 0); empty on a fault.
 Bytes expand(BITMAPINFOHEADER h, const Bytes& stream, bool bounded = true) {
-  std::unique_ptr<uint8_t[]> exact(new uint8_t[stream.size() + 1]);
-  std::memcpy(exact.get(), stream.data(), stream.size());
+  const auto exact = exactBlock(stream);
   h.biSizeImage = bounded ? static_cast<uint32_t>(stream.size()) : 0;
   uint8_t* out = vrn::expandRle(&h, exact.get(), "test");
   if (!out) return {};
@@ -45,7 +55,7 @@ Bytes expand(BITMAPINFOHEADER h, const Bytes& stream, bool bounded = true) {
 Bytes rowCommands(int width, int bits, std::vector<int> row) {
   const int height = 12;
   row.resize(static_cast<size_t>(width) * height, 0);
-  BITMAPINFOHEADER h = header(width, height, bits, bits == 8 ? BI_RLE8 : BI_RLE4);
+  BITMAPINFOHEADER h = header(width, height, bits, rle(bits));
   Bytes s = compress(h, rowsOf(width, height, bits, row));
   for (size_t i = 0; i + 1 < s.size(); i += 2) {
     if (s[i] == 0 && s[i + 1] == 0) {
@@ -114,7 +124,7 @@ TEST(RleRoundTrip, ExpandOfCompressGivesTheRowsBack) {
           v[i] = pattern == 0 ? r % 3 : pattern == 1 ? static_cast<int>((i / 7) % range)
                  : pattern == 2 ? (i % 2 ? 5 : r) : (rng() % 5 == 0 ? r : 1);
         }
-        BITMAPINFOHEADER h = header(width, height, bits, bits == 8 ? BI_RLE8 : BI_RLE4);
+        BITMAPINFOHEADER h = header(width, height, bits, rle(bits));
         const Bytes rows = rowsOf(width, height, bits, v);
         const Bytes s = compress(h, rows);
         if (h.biCompression == BI_RGB) continue;  // gave up
@@ -126,66 +136,207 @@ TEST(RleRoundTrip, ExpandOfCompressGivesTheRowsBack) {
       }
 }
 
-struct GoodStream {
-  const char* name;
-  int width, height, bits;
+// A hand-checked stream: the rows it gives, or the reason of its fault.
+struct HandStream {
+  int bits, width, height;
   Bytes stream, rows;
-  bool bounded;
+  const char* fault;
 };
 
-const GoodStream kGood[] = {
-    {"oneRowShort", 4, 3, 8, {4, 1, 0, 0, 4, 2, 0, 0, 0, 1}, {1, 1, 1, 1, 2, 2, 2, 2, 0, 0, 0, 0}, true},
+const HandStream kHand[] = {
+    {8, 4, 3, {4, 1, 0, 0, 4, 2, 0, 0, 0, 1}, {1, 1, 1, 1, 2, 2, 2, 2, 0, 0, 0, 0}, nullptr},
     // Two pixels, right 3 and up 1, one pixel, to the row end, end of line.
-    {"delta", 6, 3, 8, {2, 9, 0, 2, 3, 1, 1, 8, 0, 0, 6, 7, 0, 1},
-     {9, 9, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 8, 0, 0, 7, 7, 7, 7, 7, 7, 0, 0}, true},
+    {8, 6, 3, {2, 9, 0, 2, 3, 1, 1, 8, 0, 0, 6, 7, 0, 1},
+     {9, 9, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 8, 0, 0, 7, 7, 7, 7, 7, 7, 0, 0}, nullptr},
     // Runs at odd positions merge one nibble; an even run's odd end steps back.
-    {"nibbleRuns", 8, 1, 4, {1, 0x30, 1, 0x7F, 3, 0xAB, 1, 0xC0, 0, 2, 2, 0, 0, 0, 0, 1}, {0x37, 0xAB, 0xAC, 0}, true},
-    {"nibbleAbsolute", 8, 1, 4, {1, 0xF0, 0, 3, 0x12, 0x30, 4, 0x55, 0, 0, 0, 1}, {0xF1, 0x23, 0x55, 0x55}, true},
-    {"unbounded", 4, 1, 8, {4, 6, 0, 0, 0, 1}, {6, 6, 6, 6}, false},
+    {4, 8, 1, {1, 0x30, 1, 0x7F, 3, 0xAB, 1, 0xC0, 0, 2, 2, 0, 0, 0, 0, 1}, {0x37, 0xAB, 0xAC, 0}, nullptr},
+    {4, 8, 1, {1, 0xF0, 0, 3, 0x12, 0x30, 4, 0x55, 0, 0, 0, 1}, {0xF1, 0x23, 0x55, 0x55}, nullptr},
+    {8, 4, 2, {3, 1, 0, 0}, {}, "mismatch biWidth"},
+    {4, 4, 2, {3, 1, 0, 0}, {}, "mismatch biWidth"},
+    {8, 4, 2, {0, 1}, {}, "mismatch biHeight"},  // two rows short
+    {8, 4, 2, {0, 2, 5, 0, 0, 0}, {}, "bad Delta command"},
+    {4, 4, 2, {0, 2, 0, 3, 0, 1}, {}, "bad Delta command"},
+    // A run past the row is written, then the next command fails; past the
+    // last row (delta to y == height) it is dropped.
+    {8, 4, 2, {6, 1, 0, 0}, {}, "mismatch biHeight or biWidth"},
+    {4, 4, 2, {255, 1, 0, 1}, {}, "mismatch biHeight or biWidth"},
+    {8, 4, 2, {0, 2, 4, 2, 255, 9, 255, 9, 0, 1}, {}, "mismatch biHeight or biWidth"},
+    // The stream (biSizeImage) ends before its end of bitmap.
+    {8, 4, 2, {4, 1, 0, 0}, {}, "unexpected end of data"},
+    {8, 4, 2, {0, 2, 1}, {}, "unexpected end of data"},
+    {4, 4, 2, {0, 5, 0x12, 0x34}, {}, "unexpected end of data"},
+    {8, 4, 2, {0, 3, 1, 2, 3, 0}, {}, "unexpected end of data"},  // the pad byte is the last of the bound
+    {8, 4, 2, {0}, {}, "unexpected end of data"},
 };
 
-TEST(RleExpand, AcceptedStreams) {
-  for (const GoodStream& g : kGood) {
+TEST(RleExpand, HandCheckedStreams) {
+  for (const HandStream& g : kHand) {
     ReportCatcher catcher;
-    const BITMAPINFOHEADER h = header(g.width, g.height, g.bits, g.bits == 8 ? BI_RLE8 : BI_RLE4);
-    EXPECT_EQ(expand(h, g.stream, g.bounded), g.rows) << g.name;
-    EXPECT_NO_REPORT(catcher);
+    EXPECT_EQ(expand(header(g.width, g.height, g.bits, rle(g.bits)), g.stream), g.rows) << testing::PrintToString(g.stream);
+    const std::string text = g.fault ? std::string("Incorrect format of BI_RLE") + (g.bits == 8 ? "8" : "4") + " DIB (" + g.fault + ")" : "";
+    EXPECT_TRUE(g.fault ? vrntest::expectReport(catcher, VRN_StsBadArg, "test", text) : vrntest::expectNoReport(catcher));
   }
 }
 
-struct RleFault {
-  int bits;
-  Bytes stream;
-  const char* reason;
+struct Expanded {
+  Bytes rows;
+  std::string fault;  // empty for a valid stream
 };
 
-const RleFault kFaults[] = {
-    {8, {3, 1, 0, 0}, "mismatch biWidth"},
-    {4, {3, 1, 0, 0}, "mismatch biWidth"},
-    {8, {0, 1}, "mismatch biHeight"},  // two rows short
-    {8, {0, 2, 5, 0, 0, 0}, "bad Delta command"},
-    {4, {0, 2, 0, 3, 0, 1}, "bad Delta command"},
-    // A run past the row is written, then the next command fails; past the
-    // last row (delta to y == height) it is dropped.
-    {8, {6, 1, 0, 0}, "mismatch biHeight or biWidth"},
-    {4, {255, 1, 0, 1}, "mismatch biHeight or biWidth"},
-    {8, {0, 2, 4, 2, 255, 9, 255, 9, 0, 1}, "mismatch biHeight or biWidth"},
-    // The stream (biSizeImage) ends before its end of bitmap.
-    {8, {4, 1, 0, 0}, "unexpected end of data"},
-    {8, {4, 1, 0}, "unexpected end of data"},
-    {8, {0, 2, 1}, "unexpected end of data"},
-    {8, {0, 4, 1, 2, 3}, "unexpected end of data"},
-    {4, {0, 5, 0x12, 0x34}, "unexpected end of data"},
-    {8, {0, 3, 1, 2, 3, 0}, "unexpected end of data"},  // the pad byte is the last of the bound
-    {8, {0}, "unexpected end of data"},
-};
+// One pixel at a time into a cleared buffer, in the stream's linear addressing.
+Expanded referenceExpand(int width, int height, int bits, const Bytes& s) {
+  auto fault = [&](const char* what) { return Expanded{{}, std::string("Incorrect format of BI_RLE") + (bits == 8 ? "8" : "4") + " DIB (" + what + ")"}; };
+  const size_t rb = rowBytes(width, bits);
+  Bytes rows(rb * height, 0);
+  // Pixels of a run (src repeats one byte) or an absolute command; 4 bits
+  // from an even x write whole bytes.
+  auto put = [&](int64_t x, int64_t y, const uint8_t* src, bool repeat, int n) {
+    const int units = bits == 8 ? n : (x & 1) ? n : (n + 1) / 2 * 2;
+    for (int i = 0; i < units; ++i) {
+      const uint8_t b = repeat ? src[0] : src[bits == 8 ? i : i >> 1];
+      const size_t at = static_cast<size_t>(y) * rb + static_cast<size_t>(bits == 8 ? x + i : (x + i) >> 1);
+      if (at >= rows.size()) continue;
+      if (bits == 8) rows[at] = b;
+      else if ((x + i) & 1) rows[at] = static_cast<uint8_t>((rows[at] & 0xF0) | ((i & 1) ? b & 15 : b >> 4));
+      else rows[at] = static_cast<uint8_t>((rows[at] & 0x0F) | (((i & 1) ? b & 15 : b >> 4) << 4));
+    }
+  };
+  size_t pos = 0;
+  int64_t x = 0, y = 0;
+  for (;;) {
+    if (y > height || x > width) return fault("mismatch biHeight or biWidth");
+    if (s.size() - pos < 2 || pos > s.size()) return fault("unexpected end of data");
+    const int c = s[pos], v = s[pos + 1];
+    pos += 2;
+    if (c > 0) {
+      put(x, y, &s[pos - 1], true, c);
+      x += c;
+    } else if (v == 0) {
+      if (x != width) return fault("mismatch biWidth");
+      ++y, x = 0;
+    } else if (v == 1) {
+      if (y != height && y != height - 1) return fault("mismatch biHeight");
+      return Expanded{rows, ""};
+    } else if (v == 2) {
+      if (s.size() - pos < 2) return fault("unexpected end of data");
+      x += s[pos], y += s[pos + 1], pos += 2;
+      if (x > width || y > height) return fault("bad Delta command");
+    } else {
+      const size_t bytes = bits == 8 ? v : (v + 1) / 2;
+      if (s.size() - pos < bytes) return fault("unexpected end of data");
+      put(x, y, s.data() + pos, false, v);
+      x += v, pos += bytes + ((pos + bytes) & 1);
+    }
+  }
+}
 
-TEST(RleExpand, FaultsAreReportedInTheCodecsWords) {
-  for (const RleFault& f : kFaults) {
-    ReportCatcher catcher;
-    EXPECT_TRUE(expand(header(4, 2, f.bits, f.bits == 8 ? BI_RLE8 : BI_RLE4), f.stream).empty());
-    const std::string text = std::string("Incorrect format of BI_RLE") + (f.bits == 8 ? "8" : "4") + " DIB (" + f.reason + ")";
-    EXPECT_REPORT(catcher, VRN_StsBadArg, "test", text);
+// A valid stream of runs, absolute commands and deltas (some across rows),
+// ending one row short now and then.
+Bytes randomStream(std::mt19937& rng, int width, int height, int bits) {
+  auto pick = [&](int lo, int hi) { return lo + static_cast<int>(rng() % static_cast<unsigned>(hi - lo + 1)); };
+  Bytes s;
+  int x = 0, y = 0;
+  while (y < height && !(y == height - 1 && x == 0 && pick(0, 3) == 0)) {
+    if (x == width) {
+      s.insert(s.end(), {0, 0});
+      ++y, x = 0;
+      continue;
+    }
+    const int left = std::min(255, width - x), kind = pick(0, 9);
+    if (kind == 0) {
+      const int dx = pick(0, width - x), dy = pick(0, std::min(2, height - y));
+      s.insert(s.end(), {0, 2, static_cast<uint8_t>(dx), static_cast<uint8_t>(dy)});
+      x += dx, y += dy;
+    } else if (kind <= 3 && left >= 3) {
+      const int n = pick(3, left);
+      const size_t bytes = bits == 8 ? n : (n + 1) / 2;
+      s.insert(s.end(), {0, static_cast<uint8_t>(n)});
+      for (size_t i = 0; i < bytes; ++i) s.push_back(static_cast<uint8_t>(rng()));
+      if (bytes & 1) s.push_back(0);
+      x += n;
+    } else {
+      const int n = pick(1, kind == 9 ? left : std::min(left, 12));
+      s.insert(s.end(), {static_cast<uint8_t>(n), static_cast<uint8_t>(rng())});
+      x += n;
+    }
+  }
+  s.insert(s.end(), {0, 1});
+  return s;
+}
+
+// Breaks a stream: a changed byte, a cut, or bytes of noise.
+Bytes breakStream(std::mt19937& rng, Bytes s) {
+  switch (rng() % 3) {
+    case 0: s[rng() % s.size()] = static_cast<uint8_t>(rng()); break;
+    case 1: s.resize(rng() % s.size()); break;
+    default:
+      s.resize(1 + rng() % 64);
+      for (uint8_t& b : s) b = static_cast<uint8_t>(rng() % 8);  // small counts and escapes
+  }
+  return s;
+}
+
+// expandRle and both readers (header, table and stream in one block, or the
+// stream apart) give the reference's rows, or its fault text with the image
+// left alone, over the readers' layouts.
+TEST(RleDecode, EqualsThePlainExpanderOnRandomStreams) {
+  struct Layout {
+    int channels, depth;
+    const char* seq;
+    int order;
+    bool grayTable;  // an identity gray table (the plain copy) or random colours
+  };
+  const Layout layouts[] = {
+      {1, VRN_DEPTH_8U, "G", VRN_DATA_ORDER_PIXEL, true},   {1, VRN_DEPTH_8U, "G", VRN_DATA_ORDER_PIXEL, false},
+      {3, VRN_DEPTH_8U, "BGR", VRN_DATA_ORDER_PIXEL, false}, {3, VRN_DEPTH_8U, "RGB", VRN_DATA_ORDER_PLANE, false},
+      {1, VRN_DEPTH_1U, "G", VRN_DATA_ORDER_PIXEL, true},   {4, VRN_DEPTH_16U, "BGRA", VRN_DATA_ORDER_PIXEL, false},
+  };
+  ReportCatcher catcher;
+  std::mt19937 rng(11);
+  for (int trial = 0; trial < 600; ++trial) {
+    const int bits = trial % 2 ? 4 : 8;
+    const int width = 1 + static_cast<int>(rng() % (trial % 5 == 0 ? 700 : 40));
+    const int height = 1 + static_cast<int>(rng() % 6);
+    Bytes stream = randomStream(rng, width, height, bits);
+    if (trial % 3 == 2) stream = breakStream(rng, stream);
+    if (stream.empty()) continue;  // a biSizeImage of 0 would leave it unbounded
+    const bool bounded = trial % 7 != 0;  // a valid stream may go unbounded
+    const Expanded ref = referenceExpand(width, height, bits, stream);
+    if (!bounded && !ref.fault.empty()) continue;  // unbounded reads need an end of bitmap
+    SCOPED_TRACE(testing::Message() << "trial " << trial << " bits " << bits << " " << width << "x" << height);
+
+    BITMAPINFOHEADER h = header(width, height, bits, rle(bits));
+    catcher.clear();
+    EXPECT_EQ(expand(h, stream, bounded), ref.rows);
+    if (!ref.fault.empty()) EXPECT_REPORT(catcher, VRN_StsBadArg, "test", ref.fault);
+
+    const Layout& l = layouts[trial % 6];
+    h.biSizeImage = bounded ? static_cast<uint32_t>(stream.size()) : 0;
+    Bytes dib(40 + (4u << bits));
+    std::memcpy(dib.data(), &h, 40);
+    for (int i = 0; i < 1 << bits; ++i)
+      for (int c = 0; c < 3; ++c) dib[40 + 4 * i + c] = l.grayTable ? static_cast<uint8_t>(255 * i / ((1 << bits) - 1)) : static_cast<uint8_t>(rng());
+    const int origin = static_cast<int>(rng() % 2);
+    TestImage got = image(l.depth, l.channels, width + 3, height + 1, l.seq, l.order, origin, 0, trial);
+    TestImage want = image(l.depth, l.channels, width + 3, height + 1, l.seq, l.order, origin, 0, trial);
+    if (ref.fault.empty()) {  // the same rows, uncompressed
+      Bytes plain = dib;
+      reinterpret_cast<BITMAPINFOHEADER*>(plain.data())->biCompression = BI_RGB;
+      EXPECT_EQ(vrnConvertFromDIBSep(reinterpret_cast<const BITMAPINFOHEADER*>(plain.data()), ref.rows.data(), want), 0);
+    }
+    catcher.clear();
+    const bool sep = trial % 4 < 2;
+    const char* func = sep ? "vrnConvertFromDIBSep" : "vrnConvertFromDIB";
+    if (sep) {
+      const auto exact = exactBlock(stream);
+      EXPECT_EQ(vrnConvertFromDIBSep(reinterpret_cast<const BITMAPINFOHEADER*>(dib.data()), exact.get(), got), ref.fault.empty() ? 0 : VRN_StsBadArg);
+    } else {
+      dib.insert(dib.end(), stream.begin(), stream.end());
+      dib.shrink_to_fit();
+      vrnConvertFromDIB(reinterpret_cast<const BITMAPINFOHEADER*>(dib.data()), got);
+    }
+    EXPECT_TRUE(ref.fault.empty() ? vrntest::expectNoReport(catcher) : vrntest::expectReport(catcher, VRN_StsBadArg, func, ref.fault));
+    EXPECT_TRUE(vrntest::sameBytes(want, got));
   }
 }
 
