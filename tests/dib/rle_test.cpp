@@ -121,28 +121,17 @@ struct HandStream {
   const char* fault;
 };
 
+// Each fault reason at both bit counts is met by the random streams below;
+// these pin the edges.
 const HandStream kHand[] = {
-    {8, 4, 3, {4, 1, 0, 0, 4, 2, 0, 0, 0, 1}, {1, 1, 1, 1, 2, 2, 2, 2, 0, 0, 0, 0}, nullptr},
     // Two pixels, right 3 and up 1, one pixel, to the row end, end of line.
     {8, 6, 3, {2, 9, 0, 2, 3, 1, 1, 8, 0, 0, 6, 7, 0, 1},
      {9, 9, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 8, 0, 0, 7, 7, 7, 7, 7, 7, 0, 0}, nullptr},
     // Runs at odd positions merge one nibble; an even run's odd end steps back.
     {4, 8, 1, {1, 0x30, 1, 0x7F, 3, 0xAB, 1, 0xC0, 0, 2, 2, 0, 0, 0, 0, 1}, {0x37, 0xAB, 0xAC, 0}, nullptr},
-    {4, 8, 1, {1, 0xF0, 0, 3, 0x12, 0x30, 4, 0x55, 0, 0, 0, 1}, {0xF1, 0x23, 0x55, 0x55}, nullptr},
-    {8, 4, 2, {3, 1, 0, 0}, {}, "mismatch biWidth"},
-    {4, 4, 2, {3, 1, 0, 0}, {}, "mismatch biWidth"},
     {8, 4, 2, {0, 1}, {}, "mismatch biHeight"},  // two rows short
-    {8, 4, 2, {0, 2, 5, 0, 0, 0}, {}, "bad Delta command"},
-    {4, 4, 2, {0, 2, 0, 3, 0, 1}, {}, "bad Delta command"},
-    // A run past the row is written, then the next command fails; past the
-    // last row (delta to y == height) it is dropped.
-    {8, 4, 2, {6, 1, 0, 0}, {}, "mismatch biHeight or biWidth"},
-    {4, 4, 2, {255, 1, 0, 1}, {}, "mismatch biHeight or biWidth"},
+    // Runs past the last row (a delta to y == height) are dropped, then fail.
     {8, 4, 2, {0, 2, 4, 2, 255, 9, 255, 9, 0, 1}, {}, "mismatch biHeight or biWidth"},
-    // The stream (biSizeImage) ends before its end of bitmap.
-    {8, 4, 2, {4, 1, 0, 0}, {}, "unexpected end of data"},
-    {8, 4, 2, {0, 2, 1}, {}, "unexpected end of data"},
-    {4, 4, 2, {0, 5, 0x12, 0x34}, {}, "unexpected end of data"},
     {8, 4, 2, {0, 3, 1, 2, 3, 0}, {}, "unexpected end of data"},  // the pad byte is the last of the bound
     {8, 4, 2, {0}, {}, "unexpected end of data"},
 };
