@@ -1,6 +1,7 @@
 // Reading bitmaps: what vrnTranslateDIB shares or copies, the readers of each
 // bit count and their colour fields, row order, the writers per layout, and
 // every check with its status and text, the destination untouched on failure.
+#include <array>
 #include <random>
 
 #include "dib/dib_test_util.h"
@@ -25,12 +26,7 @@ PackedDib smallDib(int bits, bool gray, int height = 3, uint32_t compression = B
   return d;
 }
 
-struct TranslateCase {
-  int bits;
-  bool gray;
-  uint32_t compression, clrUsed;
-  int height, channels, depth, cloneData;
-};
+struct TranslateCase { int bits; bool gray; uint32_t compression, clrUsed; int height, channels, depth, cloneData; };
 
 const TranslateCase kTranslate[] = {
     {1, true, BI_RGB, 0, 3, 1, VRN_DEPTH_1U, 0},   {1, false, BI_RGB, 0, 3, 3, VRN_DEPTH_8U, 1},
@@ -51,12 +47,9 @@ TEST(TranslateDib, SharesOrCopiesByTheTable) {
     int clone = -1;
     VrnImage* im = vrnTranslateDIB(d.h(), &clone);
     ASSERT_NE(im, nullptr);
-    EXPECT_EQ(im->nChannels, c.channels);
-    EXPECT_EQ(im->depth, c.depth);
-    EXPECT_EQ(clone, c.cloneData);
-    EXPECT_EQ(im->origin, c.height < 0 ? VRN_ORIGIN_TOP : VRN_ORIGIN_BOTTOM);
-    EXPECT_EQ(im->dataOrder, c.cloneData ? VRN_DATA_ORDER_PLANE : VRN_DATA_ORDER_PIXEL);
-    EXPECT_EQ(im->align, c.cloneData ? 32 : 4);
+    EXPECT_EQ((std::array<int, 6>{im->nChannels, im->depth, clone, im->origin, im->dataOrder, im->align}),
+              (std::array<int, 6>{c.channels, c.depth, c.cloneData, c.height < 0 ? VRN_ORIGIN_TOP : VRN_ORIGIN_BOTTOM,
+                                   c.cloneData ? VRN_DATA_ORDER_PLANE : VRN_DATA_ORDER_PIXEL, c.cloneData ? 32 : 4}));
     if (c.cloneData) {  // a copy holds what the reader gives (the table's colours)
       TestImage ref = image(VRN_DEPTH_8U, c.channels, 5, 3, c.channels == 4 ? "BGRA" : "BGR", 1, 1, c.channels == 4 ? 4 : 0);
       vrnConvertFromDIB(d.h(), ref);
@@ -122,11 +115,7 @@ TEST(ConvertFromDib, EveryLayoutHoldsTheSameColours) {
 // 248, 5-6-5 keeps six bits of green, red in the top byte wraps alpha to all
 // ones (alpha is the top byte), masks in the low bytes leave alpha on top.
 TEST(ConvertFromDib, ColourFieldsAndTheComputedAlphaMask) {
-  struct Case {
-    int bits;
-    uint32_t compression, masks[3], pixel;
-    int want[4];
-  };
+  struct Case { int bits; uint32_t compression, masks[3], pixel; int want[4]; };
   const Case cases[] = {
       {16, BI_RGB, {}, 0x7fff, {248, 248, 248, -1}},
       {16, BI_BITFIELDS, {0xf800, 0x07e0, 0x001f}, 0xffff, {248, 252, 248, -1}},
@@ -179,8 +168,7 @@ struct FromDibCheck {
   const char* name;
   void (*breakIt)(BITMAPINFOHEADER*, VrnImage*);
   int status;
-  const char* text;
-  const char* sepText;
+  const char *text, *sepText;
   int returned;
 };
 
@@ -235,9 +223,8 @@ TEST(ConvertFromDib, NullPointersReportEachBeforeReturning) {
   ReportCatcher catcher;
   PackedDib d = smallDib(24, false);
   vrnConvertFromDIB(nullptr, nullptr);
-  EXPECT_EQ(vrnConvertFromDIBSep(nullptr, d.pixels(), nullptr), VRN_StsBadArg);
-  EXPECT_EQ(vrnConvertFromDIBSep(d.h(), nullptr, nullptr), VRN_StsBadArg);
-  EXPECT_EQ(vrnConvertFromDIBSep(d.h(), d.pixels(), nullptr), VRN_StsNullHeader);
+  EXPECT_EQ((std::array<int, 3>{vrnConvertFromDIBSep(nullptr, d.pixels(), nullptr), vrnConvertFromDIBSep(d.h(), nullptr, nullptr),
+                                vrnConvertFromDIBSep(d.h(), d.pixels(), nullptr)}), (std::array<int, 3>{VRN_StsBadArg, VRN_StsBadArg, VRN_StsNullHeader}));
   std::string contexts;
   for (const vrntest::Report& r : catcher.reports()) contexts += r.context + ";";
   EXPECT_EQ(catcher.last().status, VRN_StsBadArg);

@@ -18,10 +18,7 @@ TestImage blank(int depth, int ch, int w, int h, int order = VRN_DATA_ORDER_PIXE
 
 TEST(ReduceBits, TruncationPerDepthPair) {
   ReportCatcher catcher;
-  struct Case {
-    int src, dst;
-    std::vector<double> in, out;
-  };
+  struct Case { int src, dst; std::vector<double> in, out; };
   const Case cases[] = {
       {VRN_DEPTH_8U, VRN_DEPTH_8U, {0, 17, 255}, {0, 17, 255}},
       {VRN_DEPTH_8U, VRN_DEPTH_1U, {0, 127, 128, 255}, {0, 0, 1, 1}},
@@ -110,10 +107,7 @@ TEST(ReduceBits, DithersMatchThePlainReference) {
 // destination; noise is the same on every call and changes the result.
 TEST(ReduceBits, DepthPairsKeepTheirLevelsAndNoiseRepeats) {
   ReportCatcher catcher;
-  struct Pair {
-    int src, dst;
-    std::set<double> levels;
-  };
+  struct Pair { int src, dst; std::set<double> levels; };
   const Pair pairs[] = {
       {VRN_DEPTH_8U, VRN_DEPTH_8U, {0, 85, 170, 255}},
       {VRN_DEPTH_16U, VRN_DEPTH_16U, {0, 21845, 43690, 65535}},
@@ -149,11 +143,7 @@ TEST(ReduceBits, AlphaIsLeftAloneInBothOrders) {
     }
 }
 
-struct ReduceCheck {
-  const char* name;
-  int srcDepth, dstDepth, srcCh, dstCh, noise, dither, levels;
-  const char* text;
-};
+struct ReduceCheck { const char* name; int srcDepth, dstDepth, srcCh, dstCh, noise, dither, levels; const char* text; };
 
 const int k8 = VRN_DEPTH_8U, k16 = VRN_DEPTH_16U, k1 = VRN_DEPTH_1U;
 const ReduceCheck kReduceChecks[] = {
@@ -170,14 +160,15 @@ const ReduceCheck kReduceChecks[] = {
     {"gray", k8, k8, 3, 1, 0, 2, 2, " Depth 1u is for Gray, only"},
     {"floatPair", VRN_DEPTH_32F, k8, 1, 1, 0, 2, 2, "Unsupported pair of depths"},
     {"order", k8, k8, 1, 1, 0, 2, 2, "(srcImage->dataOrder!=dstImage->dataOrder)"},
+    {"alpha", k8, k8, 4, 4, 0, 2, 2, "(srcImage->alphaChannel!=dstImage->alphaChannel)"},
 };
 
 TEST(ReduceBits, ChecksReportAndLeaveTheDestinationAlone) {
   for (const ReduceCheck& c : kReduceChecks) {
     ReportCatcher catcher;
     const std::string name = c.name;
-    TestImage s = image(c.srcDepth, c.srcCh, 8, 4, c.srcCh == 1 ? "G" : "BGR");
-    TestImage d = image(c.dstDepth, c.dstCh, 8, 4, c.dstCh == 1 ? "G" : "BGR", name == "order", 0, 0, 7);
+    TestImage s = image(c.srcDepth, c.srcCh, 8, 4, c.srcCh == 1 ? "G" : "BGRA", 0, 0, name == "alpha" ? 4 : 0);
+    TestImage d = image(c.dstDepth, c.dstCh, 8, 4, c.dstCh == 1 ? "G" : "BGRA", name == "order", 0, 0, 7);
     const vrntest::Snapshot before = vrntest::snapshot(d);
     vrnReduceBits(s, name == "inPlace" ? s.get() : d.get(), c.noise, c.dither, c.levels);
     EXPECT_REPORT(catcher, VRN_StsBadArg, "vrnReduceBits", c.text) << name;

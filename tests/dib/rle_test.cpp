@@ -55,11 +55,7 @@ Bytes expand(BITMAPINFOHEADER h, const Bytes& stream, bool bounded = true) {
   return r;
 }
 
-struct CommandCase {
-  int width, bits;
-  std::vector<int> row;
-  Bytes commands;
-};
+struct CommandCase { int width, bits; std::vector<int> row; Bytes commands; };
 
 const CommandCase kCommands[] = {
     // A run longer than 255 splits and goes on with the same pixel.
@@ -115,11 +111,7 @@ TEST(RleRoundTrip, ExpandOfCompressGivesTheRowsBack) {
 }
 
 // A hand-checked stream: the rows it gives, or the reason of its fault.
-struct HandStream {
-  int bits, width, height;
-  Bytes stream, rows;
-  const char* fault;
-};
+struct HandStream { int bits, width, height; Bytes stream, rows; const char* fault; };
 
 // Each fault reason at both bit counts is met by the random streams below;
 // these pin the edges.
@@ -145,10 +137,7 @@ TEST(RleExpand, HandCheckedStreams) {
   }
 }
 
-struct Expanded {
-  Bytes rows;
-  std::string fault;  // empty for a valid stream
-};
+struct Expanded { Bytes rows; std::string fault; };  // fault: empty for a valid stream
 
 // One pixel at a time into a cleared buffer, in the stream's linear addressing.
 Expanded referenceExpand(int width, int height, int bits, const Bytes& s) {
@@ -247,12 +236,8 @@ Bytes breakStream(std::mt19937& rng, Bytes s) {
 // stream apart) give the reference's rows, or its fault text with the image
 // left alone, over the readers' layouts.
 TEST(RleDecode, EqualsThePlainExpanderOnRandomStreams) {
-  struct Layout {
-    int channels, depth;
-    const char* seq;
-    int order;
-    bool grayTable;  // an identity gray table (the plain copy) or random colours
-  };
+  // grayTable: an identity gray table (the plain copy), else random colours.
+  struct Layout { int channels, depth; const char* seq; int order; bool grayTable; };
   const Layout layouts[] = {
       {1, VRN_DEPTH_8U, "G", VRN_DATA_ORDER_PIXEL, true},   {1, VRN_DEPTH_8U, "G", VRN_DATA_ORDER_PIXEL, false},
       {3, VRN_DEPTH_8U, "BGR", VRN_DATA_ORDER_PIXEL, false}, {3, VRN_DEPTH_8U, "RGB", VRN_DATA_ORDER_PLANE, false},

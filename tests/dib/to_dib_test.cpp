@@ -2,6 +2,8 @@
 // for every bit count and compression, the fixed and median-cut tables, the
 // nearest-entry rules, dithering, and every check with its status and text.
 #include <array>
+#include <numeric>
+#include <tuple>
 
 #include "dib/dib_test_util.h"
 
@@ -14,16 +16,15 @@ PackedDib roomFor(int w, int h, int bc, uint32_t compression = BI_RGB, uint32_t 
   return PackedDib(header(w, h, bc, compression, clrUsed), 256, rowBytes(w, bc) * static_cast<size_t>(std::abs(h)));
 }
 
+// keep: the bits of each 8-bit value the format keeps; colours: distinct
+// pixels of the image; the sign of height: bottom-up or top-down.
 struct RoundTrip {
   const char* name;
   int ch, depth;
   const char* seq;
   int bc;
   uint32_t compression;
-  int palette;  // paletteConversion
-  int keep;     // bits of each 8-bit value the format keeps
-  int colours;  // distinct pixels of the image
-  int height;   // sign: bottom-up or top-down
+  int palette, keep, colours, height;
 };
 
 const RoundTrip kRoundTrips[] = {
@@ -91,30 +92,24 @@ TEST(ConvertToDib, RoundTripsGiveTheImageBack) {
 // part closes the upper part too.
 TEST(ConvertToDib, MedianCutTables) {
   using Rgb = std::array<int, 3>;
-  struct Case {
-    int bits;
-    std::vector<std::pair<Rgb, int>> cells;  // 6-bit colour, pixel count
-    std::vector<Rgb> entries;
-  };
-  std::vector<std::pair<Rgb, int>> ramp = {{{0, 0, 0}, 1000}};
+  std::vector<std::pair<Rgb, int>> ramp = {{{0, 0, 0}, 1000}};  // 6-bit colours, pixel counts
   for (int r = 10; r < 30; ++r) ramp.push_back({{r, 0, 0}, 1});
-  const Case cases[] = {
+  const std::tuple<int, std::vector<std::pair<Rgb, int>>, std::vector<Rgb>> cases[] = {
       {1, {{{0, 0, 0}, 10}, {{40, 0, 0}, 10}, {{0, 40, 0}, 10}}, {{0, 80, 0}, {160, 0, 0}}},
       {4, ramp, {{0, 0, 0}, {78, 0, 0}}},  // 4 * (10 + ... + 29) / 20
   };
-  for (const Case& c : cases) {
-    int n = 0;
-    for (const auto& cell : c.cells) n += cell.second;
+  for (const auto& [bits, cells, entries] : cases) {
+    const int n = std::accumulate(cells.begin(), cells.end(), 0, [](int t, const auto& c) { return t + c.second; });
     TestImage im = image(VRN_DEPTH_8U, 3, n, 1, "RGB");
     int x = 0;
-    for (const auto& [rgb, count] : c.cells)
+    for (const auto& [rgb, count] : cells)
       for (int k = 0; k < count; ++k, ++x)
         for (int ch = 0; ch < 3; ++ch) setSample(im, x, 0, ch, rgb[ch] * 4);
-    PackedDib d = roomFor(n, 1, c.bits);
+    PackedDib d = roomFor(n, 1, bits);
     vrnConvertToDIB(im, d.h(), VRN_DITHER_NONE, 2);
-    ASSERT_EQ(d.h()->biClrUsed, c.entries.size()) << c.bits;
-    for (size_t i = 0; i < c.entries.size(); ++i)
-      EXPECT_EQ((Rgb{d.table()[4 * i + 2], d.table()[4 * i + 1], d.table()[4 * i]}), c.entries[i]) << c.bits << " " << i;
+    ASSERT_EQ(d.h()->biClrUsed, entries.size()) << bits;
+    for (size_t i = 0; i < entries.size(); ++i)
+      EXPECT_EQ((Rgb{d.table()[4 * i + 2], d.table()[4 * i + 1], d.table()[4 * i]}), entries[i]) << bits << " " << i;
   }
 }
 
@@ -175,12 +170,13 @@ TEST(ConvertToDib, DitheredOneBitUsesTheReducedImage) {
     for (int x = 0; x < 19; ++x) EXPECT_EQ((d.bytes[48 + y * 4 + x / 8] >> (7 - x % 8)) & 1, sampleAt(bits, x, y, 0));
 }
 
+// What to break, the status, the texts of the two forms (null sepText: the
+// same) and what the separated form returns.
 struct ToDibCheck {
   const char* name;
   void (*breakIt)(VrnImage*&, BITMAPINFOHEADER*&, int& dither, int& palette);
   int status;
-  const char* text;
-  const char* sepText;
+  const char *text, *sepText;
   int returned;
 };
 
