@@ -264,29 +264,23 @@ TEST(RleDecode, EqualsThePlainExpanderOnRandomStreams) {
 
     const Layout& l = layouts[trial % 6];
     h.biSizeImage = bounded ? static_cast<uint32_t>(stream.size()) : 0;
-    Bytes dib(40 + (4u << bits));
-    std::memcpy(dib.data(), &h, 40);
-    for (int i = 0; i < 1 << bits; ++i)
-      for (int c = 0; c < 3; ++c) dib[40 + 4 * i + c] = l.grayTable ? static_cast<uint8_t>(255 * i / ((1 << bits) - 1)) : static_cast<uint8_t>(rng());
+    PackedDib d(h, size_t{1} << bits, stream.size()), plain(d);
+    for (size_t i = 0; i < d.entries; ++i) {
+      const int v = l.grayTable ? static_cast<int>(255 * i / (d.entries - 1)) : static_cast<int>(rng() & 255);
+      d.setEntry(i, v, l.grayTable ? v : v ^ 0x5A, l.grayTable ? v : 255 - v);
+    }
+    std::copy(stream.begin(), stream.end(), d.pixels());  // a block of exactly the DIB's size
     const int origin = static_cast<int>(rng() % 2);
     TestImage got = image(l.depth, l.channels, width + 3, height + 1, l.seq, l.order, origin, 0, trial);
     TestImage want = image(l.depth, l.channels, width + 3, height + 1, l.seq, l.order, origin, 0, trial);
-    if (ref.fault.empty()) {  // the same rows, uncompressed
-      Bytes plain = dib;
-      reinterpret_cast<BITMAPINFOHEADER*>(plain.data())->biCompression = BI_RGB;
-      EXPECT_EQ(vrnConvertFromDIBSep(reinterpret_cast<const BITMAPINFOHEADER*>(plain.data()), ref.rows.data(), want), 0);
-    }
+    plain.bytes = d.bytes;  // the same rows, uncompressed
+    plain.h()->biCompression = BI_RGB;
+    EXPECT_EQ(ref.fault.empty() ? vrnConvertFromDIBSep(plain.h(), ref.rows.data(), want) : 0, 0);
     catcher.clear();
     const bool sep = trial % 4 < 2;
     const char* func = sep ? "vrnConvertFromDIBSep" : "vrnConvertFromDIB";
-    if (sep) {
-      const auto exact = exactBlock(stream);
-      EXPECT_EQ(vrnConvertFromDIBSep(reinterpret_cast<const BITMAPINFOHEADER*>(dib.data()), exact.get(), got), ref.fault.empty() ? 0 : VRN_StsBadArg);
-    } else {
-      dib.insert(dib.end(), stream.begin(), stream.end());
-      dib.shrink_to_fit();
-      vrnConvertFromDIB(reinterpret_cast<const BITMAPINFOHEADER*>(dib.data()), got);
-    }
+    const int result = sep ? vrnConvertFromDIBSep(d.h(), exactBlock(stream).get(), got) : (vrnConvertFromDIB(d.h(), got), 0);
+    EXPECT_EQ(result, ref.fault.empty() || !sep ? 0 : VRN_StsBadArg);
     EXPECT_TRUE(ref.fault.empty() ? vrntest::expectNoReport(catcher) : vrntest::expectReport(catcher, VRN_StsBadArg, func, ref.fault));
     EXPECT_TRUE(vrntest::sameBytes(want, got));
   }
