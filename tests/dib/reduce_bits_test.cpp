@@ -10,12 +10,6 @@ using namespace dibtest;
 
 namespace {
 
-TestImage blank(int depth, int ch, int w, int h, int order = VRN_DATA_ORDER_PIXEL, int alpha = 0) {
-  TestImage im = image(depth, ch, w, h, ch == 1 ? "G" : (ch == 4 ? "BGRA" : "BGR"), order, 0, alpha);
-  std::memset(im->imageData, 0, static_cast<size_t>(im->imageSize));
-  return im;
-}
-
 TEST(ReduceBits, TruncationPerDepthPair) {
   ReportCatcher catcher;
   struct Case { int src, dst; std::vector<double> in, out; };
@@ -31,7 +25,7 @@ TEST(ReduceBits, TruncationPerDepthPair) {
   };
   for (const Case& c : cases) {
     const int n = static_cast<int>(c.in.size());
-    TestImage s = blank(c.src, 1, n, 1), d = blank(c.dst, 1, n, 1);
+    TestImage s = image(c.src, 1, n, 1, "G"), d = image(c.dst, 1, n, 1, "G");
     for (int x = 0; x < n; ++x) setSample(s, x, 0, 0, c.in[x]);
     vrnReduceBits(s, d, 0, VRN_DITHER_NONE, 12345);  // levels ignored
     for (int x = 0; x < n; ++x) EXPECT_EQ(sampleAt(d, x, 0, 0), c.out[x]) << c.src << "->" << c.dst << " x " << x;
@@ -91,7 +85,7 @@ TEST(ReduceBits, DithersMatchThePlainReference) {
         const int ch = oneBit ? 1 : 3, w = oneBit ? 21 : 13;
         TestImage s(vrntest::ImageSpec(VRN_DEPTH_8U, w, 5, ch).order(oneBit ? 0 : order).fill(vrntest::Content::kEdgeRich).seeded(levels));
         std::memcpy(s->channelSeq, oneBit ? "G\0\0" : "BGR", 4);
-        TestImage d = blank(oneBit ? VRN_DEPTH_1U : VRN_DEPTH_8U, ch, w, 5, oneBit ? 0 : order);
+        TestImage d = image(oneBit ? VRN_DEPTH_1U : VRN_DEPTH_8U, ch, w, 5, oneBit ? "G" : "BGR", oneBit ? 0 : order);
         vrnReduceBits(s, d, 0, dither, levels);
         const std::vector<int> want = referenceDither(s, dither, levels, oneBit);
         for (int c = 0, i = 0; c < ch; ++c)
