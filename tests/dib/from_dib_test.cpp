@@ -193,7 +193,6 @@ const FromDibCheck kFromDibChecks[] = {
     {"clrUsed4", [](BITMAPINFOHEADER* h, VrnImage*) { h->biBitCount = 4; h->biClrUsed = 17; }, -5, "( dib->biBitCount==4 && dib->biClrUsed>16 )", "(dibHeader->biBitCount==4 && dibHeader->biClrUsed>16 )", -5},
     {"tooSmall", [](BITMAPINFOHEADER* h, VrnImage*) { h->biWidth = 6; }, -10, "Image size is too small", nullptr, -10},
     {"bitCount", [](BITMAPINFOHEADER* h, VrnImage*) { h->biBitCount = 2; }, -3, "", nullptr, -3},
-    {"rle16", [](BITMAPINFOHEADER* h, VrnImage*) { h->biBitCount = 16; h->biCompression = 1; }, -5, "(dib->biBitCount != 8) && (dib->biCompression == 1)", "(dibHeader->biBitCount != 8) && (dibHeader->biCompression == 1)", -5},
     {"zeroMask", [](BITMAPINFOHEADER* h, VrnImage*) { h->biBitCount = 16; h->biCompression = 3; std::memset(h + 1, 0, 12); }, -5, "Zero colour mask in BI_BITFIELDS DIB", nullptr, -5},
     {"channelSeq", [](BITMAPINFOHEADER*, VrnImage* i) { std::memcpy(i->channelSeq, "XYZ", 4); }, -14, "image->channelSeq unsupport", nullptr, -14},
     {"writerPair", [](BITMAPINFOHEADER*, VrnImage* i) { i->nChannels = 2; }, -3, "", nullptr, -3},

@@ -2,6 +2,7 @@
 // reference (the error carried from channel to channel), the ordered matrix,
 // levels per depth pair, noise, alpha left alone, checks.
 #include <cmath>
+#include <map>
 #include <set>
 
 #include "dib/dib_test_util.h"
@@ -102,16 +103,11 @@ TEST(ReduceBits, DithersMatchThePlainReference) {
 // every call and changes the result.
 TEST(ReduceBits, DepthPairsKeepTheirLevelsAndAlphaAndNoiseRepeats) {
   ReportCatcher catcher;
-  struct Pair { int src, dst; std::set<double> levels; };
-  const Pair pairs[] = {
-      {VRN_DEPTH_8U, VRN_DEPTH_8U, {0, 85, 170, 255}},
-      {VRN_DEPTH_16U, VRN_DEPTH_16U, {0, 21845, 43690, 65535}},
-      {VRN_DEPTH_16U, VRN_DEPTH_8U, {0, 85, 170, 255}},
-      {VRN_DEPTH_32S, VRN_DEPTH_32S, {-2147483648.0, -715827883, 715827882, 2147483647}},
-      {VRN_DEPTH_32S, VRN_DEPTH_16U, {0, 21845, 43690, 65535}},
-      {VRN_DEPTH_32S, VRN_DEPTH_8U, {0, 85, 170, 255}},
-  };
-  for (const Pair& p : pairs)
+  const std::map<int, std::set<double>> levels = {{VRN_DEPTH_8U, {0, 85, 170, 255}}, {VRN_DEPTH_16U, {0, 21845, 43690, 65535}},
+                                                  {VRN_DEPTH_32S, {-2147483648.0, -715827883, 715827882, 2147483647}}};
+  struct Pair { int src, dst; };
+  for (const Pair p : {Pair{VRN_DEPTH_8U, VRN_DEPTH_8U}, {VRN_DEPTH_16U, VRN_DEPTH_16U}, {VRN_DEPTH_16U, VRN_DEPTH_8U},
+                       {VRN_DEPTH_32S, VRN_DEPTH_32S}, {VRN_DEPTH_32S, VRN_DEPTH_16U}, {VRN_DEPTH_32S, VRN_DEPTH_8U}})
     for (int dither : {VRN_DITHER_FS, VRN_DITHER_JJH, VRN_DITHER_STUCKEY, VRN_DITHER_BAYER}) {
       const int order = dither == VRN_DITHER_FS || dither == VRN_DITHER_STUCKEY;
       TestImage s = image(p.src, 4, 32, 8, "BGRA", order, 0, 4), a = image(p.dst, 4, 32, 8, "BGRA", order, 0, 4, 2);
@@ -125,7 +121,7 @@ TEST(ReduceBits, DepthPairsKeepTheirLevelsAndAlphaAndNoiseRepeats) {
       for (const TestImage* im : {&a, &quiet})
         for (int i = 0; i < 32 * 8 * 4; ++i) {
           const double v = sampleAt(*im, i % 32, i / 32 % 8, i / 256);
-          ASSERT_TRUE(i / 256 == 3 ? v == sampleAt(before, i % 32, i / 32 % 8, 3) : p.levels.count(v) == 1)
+          ASSERT_TRUE(i / 256 == 3 ? v == sampleAt(before, i % 32, i / 32 % 8, 3) : levels.at(p.dst).count(v) == 1)
               << p.src << "->" << p.dst << " dither " << dither << " sample " << i << ": " << v;
         }
     }

@@ -18,12 +18,8 @@ uint32_t rle(int bits) { return bits == 8 ? BI_RLE8 : BI_RLE4; }
 Bytes rowsOf(int width, int height, int bits, const std::vector<int>& values) {
   const size_t rb = rowBytes(width, bits);
   Bytes rows(rb * height, 0);
-  for (int y = 0; y < height; ++y)
-    for (int x = 0; x < width; ++x) {
-      const int v = values[static_cast<size_t>(y) * width + x];
-      if (bits == 8) rows[y * rb + x] = static_cast<uint8_t>(v);
-      else rows[y * rb + x / 2] |= static_cast<uint8_t>((x & 1) ? v : v << 4);
-    }
+  for (size_t i = 0, x = 0; i < values.size(); ++i, x = i % width)
+    rows[i / width * rb + (bits == 8 ? x : x / 2)] |= static_cast<uint8_t>(bits == 4 && !(x & 1) ? values[i] << 4 : values[i]);
   return rows;
 }
 
@@ -151,10 +147,8 @@ Expanded referenceExpand(int width, int height, int bits, const Bytes& s) {
     for (int i = 0; i < units; ++i) {
       const uint8_t b = repeat ? src[0] : src[bits == 8 ? i : i >> 1];
       const size_t at = static_cast<size_t>(y) * rb + static_cast<size_t>(bits == 8 ? x + i : (x + i) >> 1);
-      if (at >= rows.size()) continue;
-      if (bits == 8) rows[at] = b;
-      else if ((x + i) & 1) rows[at] = static_cast<uint8_t>((rows[at] & 0xF0) | ((i & 1) ? b & 15 : b >> 4));
-      else rows[at] = static_cast<uint8_t>((rows[at] & 0x0F) | (((i & 1) ? b & 15 : b >> 4) << 4));
+      const int shift = (x + i) & 1 ? 0 : 4, nibble = (i & 1) ? b & 15 : b >> 4;
+      if (at < rows.size()) rows[at] = bits == 8 ? b : static_cast<uint8_t>((rows[at] & (0xF0 >> shift)) | nibble << shift);
     }
   };
   size_t pos = 0;
@@ -220,15 +214,12 @@ Bytes randomStream(std::mt19937& rng, int width, int height, int bits) {
   return s;
 }
 
-// Breaks a stream: a changed byte, a cut, or bytes of noise.
+// Breaks a stream: a changed byte, a cut, or bytes of noise (small counts and escapes).
 Bytes breakStream(std::mt19937& rng, Bytes s) {
-  switch (rng() % 3) {
-    case 0: s[rng() % s.size()] = static_cast<uint8_t>(rng()); break;
-    case 1: s.resize(rng() % s.size()); break;
-    default:
-      s.resize(1 + rng() % 64);
-      for (uint8_t& b : s) b = static_cast<uint8_t>(rng() % 8);  // small counts and escapes
-  }
+  const unsigned how = rng() % 3;
+  if (how == 0) s[rng() % s.size()] = static_cast<uint8_t>(rng());
+  else s.resize(how == 1 ? rng() % s.size() : 1 + rng() % 64);
+  if (how == 2) for (uint8_t& b : s) b = static_cast<uint8_t>(rng() % 8);
   return s;
 }
 
