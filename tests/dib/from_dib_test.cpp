@@ -164,13 +164,7 @@ TEST(ConvertFromDib, RowOrderAndCommonPart) {
 
 // One failing check: what to break, the status, the texts of the two forms
 // (null sepText: the same) and what the separated form returns.
-struct FromDibCheck {
-  const char* name;
-  void (*breakIt)(BITMAPINFOHEADER*, VrnImage*);
-  int status;
-  const char *text, *sepText;
-  int returned;
-};
+struct FromDibCheck { const char* name; void (*breakIt)(BITMAPINFOHEADER*, VrnImage*); int status; const char *text, *sepText; int returned; };
 
 const FromDibCheck kFromDibChecks[] = {
     {"alphaNegative", [](BITMAPINFOHEADER*, VrnImage* i) { i->alphaChannel = -1; }, -5, "( image->alphaChannel < 0 )", nullptr, -18},
