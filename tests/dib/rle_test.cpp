@@ -187,9 +187,8 @@ Bytes randomStream(std::mt19937& rng, int width, int height, int bits) {
   Bytes s;
   int x = 0, y = 0;
   while (y < height && !(y == height - 1 && x == 0 && pick(0, 3) == 0)) {
-    if (x == width) {
-      s.insert(s.end(), {0, 0});
-      ++y, x = 0;
+    if (x == width) {  // end of line
+      s.insert(s.end(), {0, 0}), ++y, x = 0;
       continue;
     }
     const int left = std::min(255, width - x), kind = pick(0, 9);
@@ -255,16 +254,14 @@ TEST(RleDecode, EqualsThePlainExpanderOnRandomStreams) {
 
     const Layout& l = layouts[trial % 6];
     h.biSizeImage = bounded ? static_cast<uint32_t>(stream.size()) : 0;
-    PackedDib d(h, size_t{1} << bits, stream.size()), plain(d);
+    PackedDib d(h, size_t{1} << bits, stream.size());
     for (size_t i = 0; i < d.entries; ++i) {
       const int v = l.grayTable ? static_cast<int>(255 * i / (d.entries - 1)) : static_cast<int>(rng() & 255);
       d.setEntry(i, v, l.grayTable ? v : v ^ 0x5A, l.grayTable ? v : 255 - v);
     }
     std::copy(stream.begin(), stream.end(), d.pixels());  // a block of exactly the DIB's size
-    const int origin = static_cast<int>(rng() % 2);
-    TestImage got = image(l.depth, l.channels, width + 3, height + 1, l.seq, l.order, origin, 0, trial);
-    TestImage want = image(l.depth, l.channels, width + 3, height + 1, l.seq, l.order, origin, 0, trial);
-    plain.bytes = d.bytes;  // the same rows, uncompressed
+    TestImage got = image(l.depth, l.channels, width + 3, height + 1, l.seq, l.order, static_cast<int>(rng() % 2), 0, trial), want = got.clone();
+    PackedDib plain = d;  // the same rows, uncompressed
     plain.h()->biCompression = BI_RGB;
     EXPECT_EQ(ref.fault.empty() ? vrnConvertFromDIBSep(plain.h(), ref.rows.data(), want) : 0, 0);
     catcher.clear();

@@ -98,8 +98,7 @@ TEST(ConvertToDib, MedianCutTables) {
 }
 
 TEST(ConvertToDib, FixedTablesAndTheOneBitImage) {
-  TestImage gray = image(VRN_DEPTH_8U, 1, 16, 2, "G"), colour = image(VRN_DEPTH_8U, 3, 16, 2, "BGR");
-  TestImage bits = image(VRN_DEPTH_1U, 1, 16, 2, "G");
+  TestImage gray = image(VRN_DEPTH_8U, 1, 16, 2, "G"), colour = image(VRN_DEPTH_8U, 3, 16, 2, "BGR"), bits = image(VRN_DEPTH_1U, 1, 16, 2, "G");
   PackedDib d = roomFor(16, 2, 4), e = roomFor(16, 2, 8);
   auto entry = [](PackedDib& p, int i) { return std::array<int, 3>{p.table()[4 * i + 2], p.table()[4 * i + 1], p.table()[4 * i]}; };
   vrnConvertToDIB(gray, d.h(), VRN_DITHER_NONE, 1);
