@@ -19,10 +19,7 @@ using vrntest::TestImage;
 using Bytes = std::vector<uint8_t>;
 
 inline BITMAPINFOHEADER header(int w, int h, int bits, uint32_t compression = BI_RGB, uint32_t clrUsed = 0) {
-  BITMAPINFOHEADER r{};
-  r.biSize = 40, r.biWidth = w, r.biHeight = h, r.biPlanes = 1;
-  r.biBitCount = static_cast<uint16_t>(bits), r.biCompression = compression, r.biClrUsed = clrUsed;
-  return r;
+  return BITMAPINFOHEADER{40, w, h, 1, static_cast<uint16_t>(bits), compression, 0, 0, 0, clrUsed, 0};
 }
 
 inline size_t rowBytes(int w, int bits) { return static_cast<size_t>((int64_t{w} * bits + 31) / 32 * 4); }
@@ -36,8 +33,7 @@ struct PackedDib {
   uint8_t* table() { return bytes.data() + 40; }
   uint8_t* pixels() { return bytes.data() + 40 + 4 * entries; }
   void setEntry(size_t i, int r, int g, int b) {
-    table()[4 * i] = static_cast<uint8_t>(b), table()[4 * i + 1] = static_cast<uint8_t>(g);
-    table()[4 * i + 2] = static_cast<uint8_t>(r);
+    table()[4 * i] = static_cast<uint8_t>(b), table()[4 * i + 1] = static_cast<uint8_t>(g), table()[4 * i + 2] = static_cast<uint8_t>(r);
   }
   void grayTable() { for (size_t i = 0; i < entries; ++i) setEntry(i, int(i), int(i), int(i)); }
   Bytes bytes;
