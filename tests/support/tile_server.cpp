@@ -199,7 +199,8 @@ testing::AssertionResult TileServer::checkProtocol(bool failureExpected) {
 std::string mergedCallsText(std::initializer_list<const TileServer*> servers) {
   std::vector<std::pair<uint64_t, std::string>> items;
   for (const TileServer* s : servers)
-    for (const TileServer::Call& c : s->calls()) items.emplace_back(c.seq, s->name() + ":" + callText(c));
+    if (s)
+      for (const TileServer::Call& c : s->calls()) items.emplace_back(c.seq, s->name() + ":" + callText(c));
   std::sort(items.begin(), items.end());
   std::string text;
   for (const auto& item : items) text += (text.empty() ? "" : " ") + item.second;
