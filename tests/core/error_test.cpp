@@ -86,49 +86,39 @@ TEST(Error, RedirectReturnsPreviousNullRestoresTheBoxModeIsUnvalidated) {
   EXPECT_EQ(vrnGetErrMode(), 77);
 }
 
-std::string stdErrReport(int mode, int status, const char* func, const char* context,
-                         const char* file, int line) {
+// What a handler returns and shows on standard error in a mode.
+std::string shown(VrnErrorHandler handler, int mode, int status, const char* func, const char* context,
+                  const char* file, int line) {
   vrnSetErrMode(mode);
   testing::internal::CaptureStderr();
-  EXPECT_EQ(vrnStdErrReport(status, func, context, file, line), status);
+  EXPECT_EQ(handler(status, func, context, file, line), status);
   return testing::internal::GetCapturedStderr();
 }
 
-TEST(StdErrReport, FormatsInParentAndOtherModes) {
+// The standard-error handler's formats; the null device is silent unless leaf.
+TEST(StdErrReport, FormatsInModesThatContinue) {
   ThreadState keep;
-  EXPECT_EQ(stdErrReport(1, -5, "vrnAdd", "srcImageA==0", "add.cpp", 12),
+  EXPECT_EQ(shown(vrnStdErrReport, 1, -5, "vrnAdd", "srcImageA==0", "add.cpp", 12),
             "\nVRN Library Error: Bad argument \n\tin function [add.cpp:12]:vrnAdd(): srcImageA==0\n");
-  EXPECT_EQ(stdErrReport(1, -1, "vrnOuter", "", "o.cpp", 3), "\tcalled from [o.cpp:3]:vrnOuter(): \n");
-  EXPECT_EQ(stdErrReport(1, -8, "vrnT", "ctx", nullptr, 0), "\tcalled from:vrnT(ctx)\n");
-  EXPECT_EQ(stdErrReport(3, -4, nullptr, nullptr, nullptr, 0),
+  EXPECT_EQ(shown(vrnStdErrReport, 1, -1, "vrnOuter", "", "o.cpp", 3), "\tcalled from [o.cpp:3]:vrnOuter(): \n");
+  EXPECT_EQ(shown(vrnStdErrReport, 1, -8, "vrnT", "ctx", nullptr, 0), "\tcalled from:vrnT(ctx)\n");
+  EXPECT_EQ(shown(vrnStdErrReport, 3, -4, nullptr, nullptr, nullptr, 0),
             "\nVRN Library Error: Insufficient memory \n\tin function:<unknown>\n");
-  EXPECT_EQ(stdErrReport(2, -4, "f", "c", "x", 1), "");
+  EXPECT_EQ(shown(vrnStdErrReport, 2, -4, "f", "c", "x", 1), "");
+  for (int mode : {1, 2, 5}) EXPECT_EQ(shown(vrnNulDevReport, mode, -7, "f", "c", "x", 1), "");
 }
 
-TEST(NulDevReport, ReturnsSilentlyUnlessLeaf) {
-  ThreadState keep;
-  for (int mode : {1, 2, 5}) {
-    vrnSetErrMode(mode);
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(vrnNulDevReport(-7, "f", "c", "x", 1), -7);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-  }
-}
-
-// The report box: every box shown is recorded, and the answer is scripted.
-struct Box {
-  std::string text, title;
-  BoxButtons buttons;
-  BoxIcon icon;
-};
-std::vector<Box> g_boxes;
+// The report box: every box shown is recorded as "title|text|buttons icon",
+// and the answer is scripted.
+std::vector<std::string> g_boxes;
 BoxAnswer g_answer = BoxAnswer::Ok;
+std::string kinds(BoxButtons b, BoxIcon i) { return std::to_string(static_cast<int>(b)) + " " + std::to_string(static_cast<int>(i)); }
 
 struct ScriptedBoxes {
   vrn::platform::MessageBoxFn old;
   explicit ScriptedBoxes(BoxAnswer answer)
       : old(vrn::platform::setMessageBoxForTesting([](const char* text, const char* title, BoxButtons b, BoxIcon i) {
-          g_boxes.push_back({text, title, b, i});
+          g_boxes.push_back(std::string(title) + "|" + text + "|" + kinds(b, i));
           return g_answer;
         })) {
     g_boxes.clear();
@@ -143,20 +133,17 @@ TEST(GuiBoxReport, BoxTextsButtonsAndModesThatContinue) {
     ScriptedBoxes boxes(BoxAnswer::Ok);
     vrnSetErrMode(VRN_ErrorModeParent);
     EXPECT_EQ(vrnGuiBoxReport(-5, "vrnAdd", "srcImageA==0", "add.cpp", 12), -5);
-    ASSERT_EQ(g_boxes.size(), 1u);
-    EXPECT_EQ(g_boxes[0].title, "VRN 2.5 Release SP1");
-    EXPECT_EQ(g_boxes[0].text, "In function vrnAdd(): [file add.cpp, line 12]\nsrcImageA==0\n\nBad argument\n"
-                               "(status: -5)\n\nErrMode=VRN_ErrorModeParent\n\nContinue?");
-    EXPECT_TRUE(g_boxes[0].buttons == BoxButtons::OkCancel && g_boxes[0].icon == BoxIcon::Stop);
+    EXPECT_EQ(g_boxes, std::vector<std::string>{"VRN 2.5 Release SP1|In function vrnAdd(): [file add.cpp, line 12]\n"
+                                                "srcImageA==0\n\nBad argument\n(status: -5)\n\nErrMode=VRN_ErrorModeParent\n\n"
+                                                "Continue?|" + kinds(BoxButtons::OkCancel, BoxIcon::Stop)});
   }
   {
     ScriptedBoxes boxes(BoxAnswer::No);
     vrnSetErrMode(VRN_ErrorModeLeaf);
     EXPECT_EQ(vrnGuiBoxReport(-1, nullptr, "", nullptr, -4), -1);
-    ASSERT_EQ(g_boxes.size(), 1u);
-    EXPECT_EQ(g_boxes[0].text, "Called from <unknown>(): [file , line 0]\n\n\nBacktrace\n(status: -1)\n\n"
-                               "ErrMode=VRN_ErrorModeLeaf\n\nTerminate the application?");
-    EXPECT_EQ(g_boxes[0].buttons, BoxButtons::YesNo);
+    EXPECT_EQ(g_boxes, std::vector<std::string>{"VRN 2.5 Release SP1|Called from <unknown>(): [file , line 0]\n\n\n"
+                                                "Backtrace\n(status: -1)\n\nErrMode=VRN_ErrorModeLeaf\n\n"
+                                                "Terminate the application?|" + kinds(BoxButtons::YesNo, BoxIcon::Stop)});
   }
   // Silent mode and other modes: no dialog and no exit, whatever the box would answer.
   ScriptedBoxes boxes(BoxAnswer::Yes);
