@@ -133,69 +133,50 @@ TEST(Frame, MasksAreMergedFromTheirOwnRoisAndBitOffsets) {
 }
 
 // An image of the checks' base layout with other channels.
-TestImage withChannels(int n, int alpha) { return TestImage(ImageSpec(VRN_DEPTH_8U, 8, 4, n).channels(n, alpha)); }
+TestImage ch(int n, int alpha) { return TestImage(ImageSpec(VRN_DEPTH_8U, 8, 4, n).channels(n, alpha)); }
 
+// The checks of A, B and dst in order, each spoiling the images (the second
+// change shows which check comes first); the destination stays untouched.
 TEST(FrameChecks, OrderAndTexts) {
-  const ImageSpec base(VRN_DEPTH_8U, 8, 4);
-  struct Case {
-    const char* name;
-    std::function<void(TestImage& a, TestImage& b, TestImage& d)> spoil;
-    bool nullB, nullD;
-    int status;
-    const char* text;
-  };
-  const Case cases[] = {
-      {"null B", [](auto&, auto&, auto&) {}, true, false, VRN_StsNullHeader, "Incorrect Image"},
-      {"null dst", [](auto&, auto&, auto&) {}, false, true, VRN_StsNullHeader, "Incorrect Image"},
-      {"A before B", [](TestImage& a, TestImage& b, auto&) { a->align = 3; b->width = 0; }, false, false,
-       VRN_StsBadAlign, "Incorrect Image"},
-      {"B before dst", [](auto&, TestImage& b, TestImage& d) { b->nChannels = 0; d->width = 0; }, false,
-       false, VRN_StsBadChannels, "Incorrect Image"},
-      {"origin of dst", [](auto&, auto&, TestImage& d) { d->alphaChannel = 1; d->origin = 2; }, false,
-       false, VRN_StsBadOrigin, "Incorrect Image"},
-      {"depth A", [](TestImage& a, TestImage& b, auto&) { a->depth = VRN_DEPTH_8S; b->depth = VRN_DEPTH_8S; },
-       false, false, VRN_StsBadArg, "(srcImageA->depth != dstImage->depth)"},
-      {"depth B before order A",
-       [](TestImage& a, TestImage& b, auto&) { a->dataOrder = 1; b->depth = VRN_DEPTH_8S; }, false, false,
-       VRN_StsBadArg, "(srcImageB->depth != dstImage->depth)"},
-      {"order A", [](TestImage& a, TestImage& b, auto&) { a->dataOrder = 1; b->dataOrder = 1; }, false,
-       false, VRN_StsBadArg, "(srcImageA->dataOrder != dstImage->dataOrder)"},
-      {"order B", [](auto&, TestImage& b, auto&) { b->dataOrder = 1; }, false, false, VRN_StsBadArg,
+  using I = TestImage*;
+  const struct { const char* name; void (*spoil)(I); int status; const char* text; } cases[] = {
+      {"null A", [](I i) { i[0] = TestImage(); }, VRN_StsBadArg, "srcImageA==0"},
+      {"null B", [](I i) { i[1] = TestImage(); }, VRN_StsNullHeader, "Incorrect Image"},
+      {"null dst", [](I i) { i[2] = TestImage(); }, VRN_StsNullHeader, "Incorrect Image"},
+      {"A before B", [](I i) { i[0]->align = 3, i[1]->width = 0; }, VRN_StsBadAlign, "Incorrect Image"},
+      {"B before dst", [](I i) { i[1]->nChannels = 0, i[2]->width = 0; }, VRN_StsBadChannels, "Incorrect Image"},
+      {"origin of dst", [](I i) { i[2]->alphaChannel = 1, i[2]->origin = 2; }, VRN_StsBadOrigin, "Incorrect Image"},
+      {"depth A", [](I i) { i[0]->depth = i[1]->depth = VRN_DEPTH_8S; }, VRN_StsBadArg, "(srcImageA->depth != dstImage->depth)"},
+      {"depth B before order A", [](I i) { i[0]->dataOrder = 1, i[1]->depth = VRN_DEPTH_8S; }, VRN_StsBadArg,
+       "(srcImageB->depth != dstImage->depth)"},
+      {"order A", [](I i) { i[0]->dataOrder = i[1]->dataOrder = 1; }, VRN_StsBadArg, "(srcImageA->dataOrder != dstImage->dataOrder)"},
+      {"order B", [](I i) { i[1]->dataOrder = 1; }, VRN_StsBadArg, "(srcImageB->dataOrder != dstImage->dataOrder)"},
+      {"order before channels", [](I i) { i[0]->alphaChannel = 1, i[1]->dataOrder = 1; }, VRN_StsBadArg,
        "(srcImageB->dataOrder != dstImage->dataOrder)"},
-      {"order before channels", [](TestImage& a, TestImage& b, auto&) { a->alphaChannel = 1; b->dataOrder = 1; },
-       false, false, VRN_StsBadArg, "(srcImageB->dataOrder != dstImage->dataOrder)"},
       // Channel counts must agree; alpha does not count.
-      {"alpha A", [](TestImage& a, TestImage& b, TestImage& d) { a = withChannels(3, 3), b = withChannels(3, 0), d = withChannels(3, 0); },
-       false, false, VRN_StsBadArg, "(nChSrcA != nChDst)"},
-      {"alpha B", [](TestImage& a, TestImage& b, TestImage& d) { a = withChannels(3, 0), b = withChannels(3, 3), d = withChannels(3, 0); },
-       false, false, VRN_StsBadArg, "(nChSrcB != nChDst)"},
-      {"alpha dst", [](TestImage& a, TestImage& b, TestImage& d) { a = withChannels(3, 0), b = withChannels(3, 0), d = withChannels(3, 3); },
-       false, false, VRN_StsBadArg, "(nChSrcA != nChDst)"},
-      {"channels B", [](auto&, TestImage& b, auto&) { b = withChannels(2, 0); }, false, false, VRN_StsBadArg,
-       "(nChSrcB != nChDst)"},
+      {"alpha A", [](I i) { i[0] = ch(3, 3), i[1] = ch(3, 0), i[2] = ch(3, 0); }, VRN_StsBadArg, "(nChSrcA != nChDst)"},
+      {"alpha B", [](I i) { i[0] = ch(3, 0), i[1] = ch(3, 3), i[2] = ch(3, 0); }, VRN_StsBadArg, "(nChSrcB != nChDst)"},
+      {"alpha dst", [](I i) { i[0] = ch(3, 0), i[1] = ch(3, 0), i[2] = ch(3, 3); }, VRN_StsBadArg, "(nChSrcA != nChDst)"},
+      {"channels B", [](I i) { i[1] = ch(2, 0); }, VRN_StsBadArg, "(nChSrcB != nChDst)"},
   };
-  for (const Case& c : cases) {
+  const ImageSpec base(VRN_DEPTH_8U, 8, 4);
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    TestImage a(base), b(ImageSpec(base).seeded(2)), d(ImageSpec(base).seeded(3));
-    c.spoil(a, b, d);
-    const Snapshot before = snapshot(d);
+    TestImage i[3] = {TestImage(base), TestImage(ImageSpec(base).seeded(2)), TestImage(ImageSpec(base).seeded(3))};
+    c.spoil(i);
+    const Snapshot before = i[2].get() ? snapshot(i[2]) : Snapshot();
     ReportCatcher reports;
-    vrnAdd(a, c.nullB ? nullptr : b.get(), c.nullD ? nullptr : d.get());
+    vrnAdd(i[0], i[1], i[2]);
     EXPECT_REPORT(reports, c.status, "vrnAdd", c.text);
     EXPECT_EQ(vrnGetErrStatus(), c.status);
-    EXPECT_TRUE(sameBytes(before, d));
+    if (i[2].get()) { EXPECT_TRUE(sameBytes(before, i[2])); }
   }
-  ReportCatcher reports;
-  vrnAdd(nullptr, nullptr, nullptr);
-  EXPECT_REPORT(reports, VRN_StsBadArg, "vrnAdd", "srcImageA==0");
 }
 
 TEST(FrameChecks, OneBitInAHandsTheWholeCallToOr) {
-  const TestImage a(ImageSpec(VRN_DEPTH_1U, 16, 4));
-  const TestImage b(ImageSpec(VRN_DEPTH_8U, 16, 4));
+  const TestImage a(ImageSpec(VRN_DEPTH_1U, 16, 4)), b(ImageSpec(VRN_DEPTH_8U, 16, 4));
   ReportCatcher reports;
   vrnAdd(a, b, nullptr);
-  ASSERT_GE(reports.count(), 1u);
   EXPECT_EQ(reports.last().funcName, "vrnOr");
 }
 
