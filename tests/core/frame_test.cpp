@@ -62,27 +62,26 @@ TEST(Frame, RectangleChannelsAlphaAndCoi) {
       }
 }
 
+// Without a ROI, alike images are one flat run that works the row padding too.
 TEST(Frame, FlatRunWorksPaddingOnlyWhenAllShapesAreEqual) {
   for (int depth : {VRN_DEPTH_8U, VRN_DEPTH_16S, VRN_DEPTH_32F}) {
     SCOPED_TRACE(depthName(depth));
     auto desc = [&](uint64_t seed) { return ImageSpec(depth, 7, 5, 3).aligned(32).seeded(seed); };
     const TestImage a(desc(16)), b(desc(17));
-    TestImage flat(desc(18)), notFlat(desc(18));
-    notFlat.setRoi(true, VrnROI{0, 0, 0, 7, 5});  // a ROI on a 3-channel image: no flat run
+    TestImage flat(desc(18)), notFlat(desc(18).withRoi(0, 0, 0, 7, 5));  // a ROI on a 3-channel image: no flat run
     checkAdd(a, 0, b, 0, notFlat, 0, 7, 5);
     vrnAdd(a, b, flat);
     EXPECT_TRUE(samePixels(flat, notFlat));
-    // The padding, read as samples of a one-channel row, holds sums too.
-    const int bytes = sampleBytes(depth);
-    for (int y = 0; y < 5; ++y) {
-      auto row = [&](const VrnImage* im) { return viewOf(im, im->imageData + y * im->widthStep, im->widthStep / bytes, 1, im->widthStep); };
-      VrnImage ra = row(a), rb = row(b), rf = row(flat);
-      ra.nChannels = rb.nChannels = rf.nChannels = 1;
-      for (int x = 7 * 3; x < flat->widthStep / bytes; ++x) {
-        const double want = addOf(depth, sampleAt(&ra, x, 0), sampleAt(&rb, x, 0));
-        if (!std::isnan(want)) { ASSERT_EQ(sampleAt(&rf, x, 0), want) << "padding of row " << y << " at sample " << x; }
+    // The buffers read as one-channel rows of widthStep bytes: the padding holds sums too.
+    const int n = flat->widthStep / sampleBytes(depth);
+    VrnImage ra = viewOf(a, a->imageData, n, 5, a->widthStep), rb = viewOf(b, b->imageData, n, 5, b->widthStep),
+             rf = viewOf(flat, flat->imageData, n, 5, flat->widthStep);
+    ra.nChannels = rb.nChannels = rf.nChannels = 1;
+    for (int y = 0; y < 5; ++y)
+      for (int x = 7 * 3; x < n; ++x) {
+        const double want = addOf(depth, sampleAt(&ra, x, y), sampleAt(&rb, x, y));
+        if (!std::isnan(want)) { ASSERT_EQ(sampleAt(&rf, x, y), want) << "padding of row " << y << " at sample " << x; }
       }
-    }
   }
 }
 
