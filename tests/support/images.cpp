@@ -50,45 +50,37 @@ double randomValue(Rng& rng, int depth, Content content) {
   return lo + static_cast<double>(rng() % span);
 }
 
-void fillBytes(char* data, size_t size, Rng& rng) {
-  for (size_t i = 0; i < size; ++i) data[i] = static_cast<char>(rng() >> 24);
-}
-
 void fillMaskBits(VrnImage* mask, uint64_t seed, double density) {
   Rng rng(seed);
-  auto* p = reinterpret_cast<uint8_t*>(mask->imageData);
   std::bernoulli_distribution bit(std::clamp(density, 0.0, 1.0));
   for (int i = 0; i < mask->imageSize; ++i) {
-    uint8_t b = 0;
-    for (int k = 0; k < 8; ++k) b = static_cast<uint8_t>((b << 1) | (bit(rng) ? 1 : 0));
-    p[i] = b;
+    int b = 0;
+    for (int k = 0; k < 8; ++k) b = (b << 1) | (bit(rng) ? 1 : 0);
+    mask->imageData[i] = static_cast<char>(b);
   }
 }
 
+// Name and range per depth, in the order of kAllDepthWords, then an unknown depth.
+struct DepthInfo {
+  const char* name;
+  double min, max;
+};
+const DepthInfo& depthInfo(int depth) {
+  static const DepthInfo infos[] = {{"1U", 0, 1}, {"8U", 0, 255}, {"8S", -128, 127}, {"16U", 0, 65535},
+                                    {"16S", -32768, 32767}, {"32S", -2147483648.0, 2147483647.0},
+                                    {"32F", std::numeric_limits<float>::lowest(), std::numeric_limits<float>::max()},
+                                    {"bad depth", 0, 0}};
+  int i = 0;
+  while (i < 7 && kAllDepthWords[i] != depth) ++i;
+  return infos[i];
+}
+
 }  // namespace
 
-namespace {
-// Per depth, in the order of kAllDepthWords.
-int depthIndex(int depth) {
-  for (int i = 0; i < 7; ++i)
-    if (kAllDepthWords[i] == depth) return i;
-  return 7;
-}
-}  // namespace
-
-const char* depthName(int depth) {
-  static const char* const names[] = {"1U", "8U", "8S", "16U", "16S", "32S", "32F", "bad depth"};
-  return names[depthIndex(depth)];
-}
+const char* depthName(int depth) { return depthInfo(depth).name; }
 int sampleBytes(int depth) { return bitsOf(depth) / 8; }
-double depthMin(int depth) {
-  static const double mins[] = {0, 0, -128, 0, -32768, -2147483648.0, std::numeric_limits<float>::lowest(), 0};
-  return mins[depthIndex(depth)];
-}
-double depthMax(int depth) {
-  static const double maxs[] = {1, 255, 127, 65535, 32767, 2147483647.0, std::numeric_limits<float>::max(), 0};
-  return maxs[depthIndex(depth)];
-}
+double depthMin(int depth) { return depthInfo(depth).min; }
+double depthMax(int depth) { return depthInfo(depth).max; }
 
 std::string ImageSpec::describe() const {
   std::ostringstream s;
@@ -105,30 +97,27 @@ std::string ImageSpec::describe() const {
 // ---------------------------------------------------------------------------
 // TestImage
 
+namespace {
+// A header with a buffer of the test's own; a refused header fails the test.
+VrnImage* makeRecord(const ImageSpec& d, VrnROI* roi, VrnImage* mask, void** block) {
+  VrnImage* image = vrnCreateImageHeader(d.nChannels, d.alphaChannel, d.depth, kGray, kG, d.dataOrder, d.origin,
+                                         d.align, d.width, d.height, roi, mask, nullptr, nullptr);
+  if (image) image->imageData = allocateBuffer(image->imageSize, image->align, block);
+  else ADD_FAILURE() << "header refused: " << d.describe();
+  return image;
+}
+}  // namespace
+
 TestImage::TestImage(const ImageSpec& desc) : desc_(desc) {
-  VrnROI* roi = desc.hasRoi ? new VrnROI(desc.roi) : nullptr;
   VrnImage* mask = nullptr;
   if (desc.hasMask) {
     const MaskSpec& m = desc.mask;
-    VrnROI* maskRoi = m.hasRoi ? new VrnROI(m.roi) : nullptr;
-    mask = vrnCreateImageHeader(1, 0, VRN_DEPTH_1U, kGray, kG, VRN_DATA_ORDER_PIXEL, VRN_ORIGIN_TOP,
-                                m.align, m.width, m.height, maskRoi, nullptr, nullptr, nullptr);
-    if (!mask) {
-      ADD_FAILURE() << "mask header refused: " << desc.describe();
-      return;
-    }
-    mask->imageData = allocateBuffer(mask->imageSize, mask->align, &maskBlock_);
+    ImageSpec maskDesc = ImageSpec(VRN_DEPTH_1U, m.width, m.height).aligned(m.align);
+    if (!(mask = makeRecord(maskDesc, m.hasRoi ? new VrnROI(m.roi) : nullptr, nullptr, &maskBlock_))) return;
     fillMaskBits(mask, m.seed, m.density);
   }
-  image_ = vrnCreateImageHeader(desc.nChannels, desc.alphaChannel, desc.depth, kGray, kG,
-                                desc.dataOrder, desc.origin, desc.align, desc.width, desc.height,
-                                roi, mask, nullptr, nullptr);
-  if (!image_) {
-    ADD_FAILURE() << "image header refused: " << desc.describe();
-    return;
-  }
-  image_->imageData = allocateBuffer(image_->imageSize, image_->align, &block_);
-  fillImage(image_, desc.seed, desc.content);
+  if ((image_ = makeRecord(desc, desc.hasRoi ? new VrnROI(desc.roi) : nullptr, mask, &block_)))
+    fillImage(image_, desc.seed, desc.content);
 }
 
 TestImage::~TestImage() { release(); }
@@ -206,7 +195,7 @@ void fillImage(VrnImage* image, uint64_t seed, Content content) {
     return;
   }
   Rng rng(seed * 0x9E3779B97F4A7C15ull + 17);
-  fillBytes(image->imageData, static_cast<size_t>(image->imageSize), rng);
+  for (int i = 0; i < image->imageSize; ++i) image->imageData[i] = static_cast<char>(rng() >> 24);
   if (image->depth == VRN_DEPTH_1U) return;  // random bits are all the values there are
   for (int c = 0; c < image->nChannels; ++c)
     for (int y = 0; y < image->height; ++y)

@@ -20,7 +20,6 @@ struct Report {
   std::string context;
   std::string fileName;
   int line = 0;
-  bool nullContext = false;  // the handler was given a null context pointer
 };
 std::ostream& operator<<(std::ostream& os, const Report& r);
 
@@ -50,12 +49,12 @@ class ReportCatcher {
   int oldStatus_;
 };
 
-// Exactly one report was made, with this status, function and context.
-testing::AssertionResult expectReport(const ReportCatcher& catcher, int status,
-                                      const std::string& func, const std::string& context);
-// The last report has this status, function and context (earlier ones are ignored).
-testing::AssertionResult expectLastReport(const ReportCatcher& catcher, int status,
-                                          const std::string& func, const std::string& context);
+// Exactly one report was made (or, for expectLastReport, the last one of
+// any), with this status, function and context.
+testing::AssertionResult expectReport(const ReportCatcher& catcher, int status, const std::string& func,
+                                      const std::string& context);
+testing::AssertionResult expectLastReport(const ReportCatcher& catcher, int status, const std::string& func,
+                                          const std::string& context);
 // No report was made.
 testing::AssertionResult expectNoReport(const ReportCatcher& catcher);
 

@@ -18,7 +18,7 @@ char kSeq[4] = {'T', 0, 0, 0};
 std::string tileName(int col, int row) { return "(" + std::to_string(col) + "," + std::to_string(row) + ")"; }
 
 std::string callText(const TileServer::Call& c) {
-  const char letter = c.mode == VRN_TILE_READ ? 'R' : c.mode == VRN_TILE_WRITE ? 'W' : c.mode == VRN_TILE_RELEASE ? 'X' : '?';
+  const char* letter = c.mode == VRN_TILE_READ ? "R" : c.mode == VRN_TILE_WRITE ? "W" : c.mode == VRN_TILE_RELEASE ? "X" : "?";
   return letter + tileName(c.col, c.row) + (c.withheld ? "!" : "");
 }
 
@@ -42,10 +42,8 @@ TileServer::TileServer(const TestImage& plain, int tileWidth, int tileHeight, st
   released_.resize(n);
   Rng rng(p->imageSize * 31 + static_cast<uint64_t>(tileW_) * 7 + tileH_);
   for (size_t i = 0; i < n; ++i) {
-    void* raw = nullptr;
-    if (posix_memalign(&raw, 64, static_cast<size_t>(tileSize_) + p->align) != 0) raw = nullptr;
-    blocks_[i] = raw;
-    tiles_[i] = static_cast<char*>(raw) + p->align;
+    if (posix_memalign(&blocks_[i], 64, static_cast<size_t>(tileSize_) + p->align) != 0) blocks_[i] = nullptr;
+    tiles_[i] = static_cast<char*>(blocks_[i]) + p->align;
     for (int k = 0; k < tileSize_; ++k) tiles_[i][k] = static_cast<char>(rng() >> 24);
   }
   forEachMappedByte([&](size_t t, size_t tileOff, size_t imageOff) {
@@ -134,9 +132,7 @@ void TileServer::checkReleasedCopy(int index, const char* when) {
 }
 
 void TileServer::callback(const VrnImage* image, int col, int row, int mode) {
-  auto* self = static_cast<TileServer*>(image->tileInfo->id);
-  self->serve(image, col, row, mode);
-  if (self->observer) self->observer(self->calls_.back());
+  static_cast<TileServer*>(image->tileInfo->id)->serve(image, col, row, mode);
 }
 
 void TileServer::serve(const VrnImage* image, int col, int row, int mode) {
@@ -146,43 +142,36 @@ void TileServer::serve(const VrnImage* image, int col, int row, int mode) {
   if (image != image_) violation("the callback was given a record other than the tiled image");
   if (failed_) violation("call after a failed request");
   if (col < 0 || col >= cols_ || row < 0 || row >= rows_) {
-    violation("tile " + tileName(col, row) + " out of range");
     image_->tileInfo->tileData = nullptr;
-    return;
+    return violation("tile " + tileName(col, row) + " out of range");
   }
   const int index = row * cols_ + col;
+  char* tile = tiles_[static_cast<size_t>(index)];
   if (request) {
     ++requests_;
+    image_->tileInfo->tileData = withhold ? nullptr : tile;
     if (withhold) {
       failed_ = true;
-      image_->tileInfo->tileData = nullptr;
       return;
     }
     if (openIndex_ >= 0)
-      violation("tile " + tileName(col, row) + " requested while " +
-                tileName(openIndex_ % cols_, openIndex_ / cols_) + " is open");
+      violation("tile " + tileName(col, row) + " requested while " + tileName(openIndex_ % cols_, openIndex_ / cols_) +
+                " is open");
     checkReleasedCopy(index, "at its next request");
     released_[static_cast<size_t>(index)].clear();
     openIndex_ = index;
     openMode_ = mode;
-    if (mode == VRN_TILE_READ)
-      openCopy_.assign(tiles_[static_cast<size_t>(index)], tiles_[static_cast<size_t>(index)] + tileSize_);
-    image_->tileInfo->tileData = tiles_[static_cast<size_t>(index)];
-    return;
-  }
-  if (mode != VRN_TILE_RELEASE) {
+    if (mode == VRN_TILE_READ) openCopy_.assign(tile, tile + tileSize_);
+  } else if (mode != VRN_TILE_RELEASE) {
     violation("unknown mode " + std::to_string(mode));
-    return;
-  }
-  if (openIndex_ != index) {
+  } else if (openIndex_ != index) {
     violation("RELEASE of " + tileName(col, row) + " which is not open");
-    return;
+  } else {
+    if (openMode_ == VRN_TILE_READ && std::memcmp(openCopy_.data(), tile, openCopy_.size()) != 0)
+      violation("tile " + tileName(col, row) + " opened for READ was written");
+    released_[static_cast<size_t>(index)].assign(tile, tile + tileSize_);
+    openIndex_ = -1;
   }
-  char* data = tiles_[static_cast<size_t>(index)];
-  if (openMode_ == VRN_TILE_READ && std::memcmp(openCopy_.data(), data, openCopy_.size()) != 0)
-    violation("tile " + tileName(col, row) + " opened for READ was written");
-  released_[static_cast<size_t>(index)].assign(data, data + tileSize_);
-  openIndex_ = -1;
 }
 
 testing::AssertionResult TileServer::checkProtocol(bool failureExpected) {

@@ -19,7 +19,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <functional>
 #include <initializer_list>
 #include <string>
 #include <vector>
@@ -56,9 +55,6 @@ class TileServer {
 
   // The k-th READ or WRITE request from now (counting from 0) gets no tile.
   void withholdRequest(int k);
-
-  // Called after each callback has been served, to look at tiles mid-walk.
-  std::function<void(const Call&)> observer;
 
   const std::vector<Call>& calls() const { return calls_; }
   // The calls as text, e.g. "W(0,0) R(1,0) X(1,0)" (X = RELEASE, ! = withheld).
