@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
@@ -274,23 +275,19 @@ Snapshot snapshot(const VrnImage* image) {
 }
 
 std::string hexByte(uint8_t b) {
-  static const char* digits = "0123456789abcdef";
-  return std::string("0x") + digits[b >> 4] + digits[b & 15];
+  char text[8];
+  std::snprintf(text, sizeof text, "0x%02x", b);
+  return text;
 }
 
 std::string describeOffset(const VrnImage* image, size_t offset) {
   std::ostringstream s;
-  const size_t step = static_cast<size_t>(image->widthStep);
-  const size_t planeBytes = step * static_cast<size_t>(image->height);
-  size_t rest = offset;
-  if (image->dataOrder == VRN_DATA_ORDER_PLANE && planeBytes) {
-    s << "plane " << rest / planeBytes << ", ";
-    rest %= planeBytes;
-  }
-  const size_t row = step ? rest / step : 0, byte = step ? rest % step : rest;
-  s << "row " << row << ", byte " << byte;
-  if (static_cast<int64_t>(byte) >= rowBytes(image)) s << " (row padding)";
-  s << " [offset " << offset << "]";
+  const size_t step = static_cast<size_t>(image->widthStep), planeBytes = step * static_cast<size_t>(image->height);
+  const size_t rest = image->dataOrder == VRN_DATA_ORDER_PLANE && planeBytes ? offset % planeBytes : offset;
+  if (rest != offset || image->dataOrder == VRN_DATA_ORDER_PLANE) s << "plane " << (planeBytes ? offset / planeBytes : 0) << ", ";
+  const size_t byte = step ? rest % step : rest;
+  s << "row " << (step ? rest / step : 0) << ", byte " << byte
+    << (static_cast<int64_t>(byte) >= rowBytes(image) ? " (row padding)" : "") << " [offset " << offset << "]";
   return s.str();
 }
 
@@ -381,8 +378,7 @@ int pick(Rng& rng, int lo, int hi) { return lo + static_cast<int>(rng() % static
 bool chance(Rng& rng, double p) { return std::uniform_real_distribution<double>(0, 1)(rng) < p; }
 
 VrnROI randomRoi(Rng& rng, int width, int height, int coi) {
-  VrnROI r{};
-  r.coi = coi;
+  VrnROI r{coi, 0, 0, 0, 0};
   r.xOffset = chance(rng, 0.3) ? 0 : pick(rng, 0, width);
   r.yOffset = chance(rng, 0.3) ? 0 : pick(rng, 0, height);
   // Sometimes beyond the image: the frame clips.
@@ -396,10 +392,7 @@ MaskSpec randomMask(Rng& rng, const CallOptions& o) {
   m.width = pick(rng, 1, o.maxWidth + 8);
   m.height = pick(rng, 1, o.maxHeight + 4);
   m.align = 4 << pick(rng, 0, 3);
-  if (chance(rng, 0.5)) {
-    m.hasRoi = true;
-    m.roi = randomRoi(rng, m.width, m.height, 0);
-  }
+  if ((m.hasRoi = chance(rng, 0.5))) m.roi = randomRoi(rng, m.width, m.height, 0);
   const double densities[] = {0.0, 0.5, 0.5, 0.9, 1.0};
   m.density = densities[rng() % 5];
   m.seed = rng();
@@ -407,10 +400,9 @@ MaskSpec randomMask(Rng& rng, const CallOptions& o) {
 }
 
 // Layout facts shared by all images of a call.
+// scheme: 0 plain channels, 1 alpha, 2 COI.
 struct Shared {
-  int depth, order;
-  int scheme;  // 0 plain channels, 1 alpha, 2 COI
-  int count;
+  int depth, order, scheme, count;
   bool sameSize;
   int width, height;
 };
@@ -438,18 +430,11 @@ ImageSpec specFor(Rng& rng, const Shared& s, const CallOptions& o) {
     const bool alpha = s.count < 4 && chance(rng, 0.5);
     desc.nChannels = s.count + (alpha ? 1 : 0);
     desc.alphaChannel = alpha ? desc.nChannels : 0;
-  } else {
+  } else
     desc.nChannels = s.count;
-  }
-  if (coi > 0 || chance(rng, o.roiChance)) {
-    desc.hasRoi = true;
-    desc.roi = chance(rng, 0.3) ? VrnROI{coi, 0, 0, desc.width, desc.height}
-                                : randomRoi(rng, desc.width, desc.height, coi);
-  }
-  if (chance(rng, o.maskChance)) {
-    desc.hasMask = true;
-    desc.mask = randomMask(rng, o);
-  }
+  if ((desc.hasRoi = coi > 0 || chance(rng, o.roiChance)))
+    desc.roi = chance(rng, 0.3) ? VrnROI{coi, 0, 0, desc.width, desc.height} : randomRoi(rng, desc.width, desc.height, coi);
+  if ((desc.hasMask = chance(rng, o.maskChance))) desc.mask = randomMask(rng, o);
   return desc;
 }
 
@@ -460,10 +445,7 @@ Shared randomShared(Rng& rng, const CallOptions& o) {
   const double r = std::uniform_real_distribution<double>(0, 1)(rng);
   s.scheme = (o.allowCoi && r < 0.3) ? 2 : (o.allowAlpha && r < 0.55) ? 1 : 0;
   s.count = s.scheme == 1 ? pick(rng, 1, 3) : pick(rng, 1, 4);
-  if (s.depth == VRN_DEPTH_1U && s.scheme != 2) {
-    s.scheme = 0;
-    s.count = 1;
-  }
+  if (s.depth == VRN_DEPTH_1U && s.scheme != 2) s.scheme = 0, s.count = 1;
   s.sameSize = chance(rng, 0.35);
   s.width = pick(rng, 1, o.maxWidth);
   s.height = pick(rng, 1, o.maxHeight);
@@ -486,14 +468,8 @@ CallSpec randomCall(uint64_t seed, const CallOptions& options) {
 
 std::string CallSpec::describe() const {
   std::ostringstream s;
-  for (size_t i = 0; i < sources.size(); ++i) {
-    s << "src" << static_cast<char>('A' + i) << ": ";
-    if (sourceIsDst[i])
-      s << "(the destination)";
-    else
-      s << sources[i].describe();
-    s << "\n";
-  }
+  for (size_t i = 0; i < sources.size(); ++i)
+    s << "src" << static_cast<char>('A' + i) << ": " << (sourceIsDst[i] ? "(the destination)" : sources[i].describe()) << "\n";
   s << "dst: " << dst.describe();
   return s.str();
 }
