@@ -19,11 +19,8 @@ int bitsOf(int depth) { return depth & VRN_DEPTH_MASK; }
 
 // A buffer of `size` bytes aligned to `align` but not to 2 * align.
 char* allocateBuffer(int size, int align, void** block) {
-  void* raw = nullptr;
-  if (posix_memalign(&raw, 64, static_cast<size_t>(size) + static_cast<size_t>(align)) != 0)
-    return nullptr;
-  *block = raw;
-  return static_cast<char*>(raw) + align;
+  if (posix_memalign(block, 64, static_cast<size_t>(size) + static_cast<size_t>(align)) != 0) return nullptr;
+  return static_cast<char*>(*block) + align;
 }
 
 char kGray[4] = {'G', 'R', 'A', 'Y'};
@@ -54,11 +51,9 @@ double randomValue(Rng& rng, int depth, Content content) {
 void fillMaskBits(VrnImage* mask, uint64_t seed, double density) {
   Rng rng(seed);
   std::bernoulli_distribution bit(std::clamp(density, 0.0, 1.0));
-  for (int i = 0; i < mask->imageSize; ++i) {
-    int b = 0;
-    for (int k = 0; k < 8; ++k) b = (b << 1) | (bit(rng) ? 1 : 0);
-    mask->imageData[i] = static_cast<char>(b);
-  }
+  std::memset(mask->imageData, 0, static_cast<size_t>(mask->imageSize));
+  for (int j = 0; j < mask->imageSize * 8; ++j)
+    if (bit(rng)) mask->imageData[j / 8] = static_cast<char>(mask->imageData[j / 8] | (0x80 >> (j % 8)));
 }
 
 // Name and range per depth, in the order of kAllDepthWords, then an unknown depth.
@@ -134,8 +129,7 @@ TestImage& TestImage::operator=(TestImage&& o) noexcept {
 }
 
 void TestImage::refill(uint64_t seed, Content content) {
-  desc_.seed = seed;
-  desc_.content = content;
+  desc_.seed = seed, desc_.content = content;
   fillImage(image_, seed, content);
 }
 
@@ -144,15 +138,13 @@ void TestImage::removeMask() {
   delete image_->maskROI->roi;
   vrnFree(image_->maskROI);
   std::free(maskBlock_);
-  maskBlock_ = nullptr;
-  image_->maskROI = nullptr;
+  maskBlock_ = nullptr, image_->maskROI = nullptr;
 }
 
 void TestImage::setRoi(bool hasRoi, const VrnROI& roi) {
   delete image_->roi;
   image_->roi = hasRoi ? new VrnROI(roi) : nullptr;
-  desc_.hasRoi = hasRoi;
-  desc_.roi = roi;
+  desc_.hasRoi = hasRoi, desc_.roi = roi;
 }
 
 void TestImage::release() {
@@ -161,8 +153,7 @@ void TestImage::release() {
   delete image_->roi;
   vrnFree(image_);
   std::free(block_);
-  image_ = nullptr;
-  block_ = nullptr;
+  image_ = nullptr, block_ = nullptr;
 }
 
 namespace {
@@ -170,8 +161,7 @@ namespace {
 VrnImage* copyRecord(const VrnImage* from, void** block) {
   auto* copy = static_cast<VrnImage*>(vrnMalloc(sizeof(VrnImage)));
   *copy = *from;
-  copy->roi = from->roi ? new VrnROI(*from->roi) : nullptr;
-  copy->maskROI = nullptr;
+  copy->roi = from->roi ? new VrnROI(*from->roi) : nullptr, copy->maskROI = nullptr;
   copy->imageData = allocateBuffer(from->imageSize, from->align, block);
   std::memcpy(copy->imageData, from->imageData, static_cast<size_t>(from->imageSize));
   return copy;
@@ -181,9 +171,8 @@ VrnImage* copyRecord(const VrnImage* from, void** block) {
 TestImage TestImage::clone() const {
   TestImage copy;
   copy.desc_ = desc_;
-  if (!image_) return copy;
-  copy.image_ = copyRecord(image_, &copy.block_);
-  if (image_->maskROI) copy.image_->maskROI = copyRecord(image_->maskROI, &copy.maskBlock_);
+  if (image_) copy.image_ = copyRecord(image_, &copy.block_);
+  if (image_ && image_->maskROI) copy.image_->maskROI = copyRecord(image_->maskROI, &copy.maskBlock_);
   return copy;
 }
 
@@ -239,26 +228,17 @@ double sampleAt(const VrnImage* image, int x, int y, int c) {
 
 VrnImage viewOf(const VrnImage* layout, char* data, int width, int height, int widthStep) {
   VrnImage view = *layout;
-  view.imageData = data;
-  view.dataBlock = nullptr;
-  view.width = width;
-  view.height = height;
-  view.widthStep = widthStep;
+  view.imageData = data, view.dataBlock = nullptr, view.roi = nullptr, view.maskROI = nullptr, view.tileInfo = nullptr;
+  view.width = width, view.height = height, view.widthStep = widthStep;
   view.imageSize = widthStep * height * (view.dataOrder == VRN_DATA_ORDER_PLANE ? view.nChannels : 1);
-  view.roi = nullptr;
-  view.maskROI = nullptr;
-  view.tileInfo = nullptr;
   return view;
 }
 
 void setSample(VrnImage* image, int x, int y, int c, double value) {
   char* p = image->imageData + sampleOffset(image, x, y, c);
   const int depth = image->depth;
-  if (depth == VRN_DEPTH_1U) {
-    const uint8_t bit = static_cast<uint8_t>(0x80 >> (x % 8));
-    *p = static_cast<char>(value != 0 ? (*p | bit) : (*p & ~bit));
-    return;
-  }
+  const int bit = 0x80 >> (x % 8);
+  if (depth == VRN_DEPTH_1U) return void(*p = static_cast<char>(value != 0 ? (*p | bit) : (*p & ~bit)));
   if (depth != VRN_DEPTH_32F) value = std::clamp(std::nearbyint(value), depthMin(depth), depthMax(depth));
   withSampleType(depth, [&](auto v) {
     v = static_cast<decltype(v)>(value);
