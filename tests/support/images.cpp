@@ -56,6 +56,21 @@ void fillMaskBits(VrnImage* mask, uint64_t seed, double density) {
     if (bit(rng)) mask->imageData[j / 8] = static_cast<char>(mask->imageData[j / 8] | (0x80 >> (j % 8)));
 }
 
+// Random bytes everywhere, padding included, then samples of the depth by `content`.
+void fillImage(VrnImage* image, uint64_t seed, Content content) {
+  if (content == Content::kZero) {
+    std::memset(image->imageData, 0, static_cast<size_t>(image->imageSize));
+    return;
+  }
+  Rng rng(seed * 0x9E3779B97F4A7C15ull + 17);
+  for (int i = 0; i < image->imageSize; ++i) image->imageData[i] = static_cast<char>(rng() >> 24);
+  if (image->depth == VRN_DEPTH_1U) return;  // random bits are all the values there are
+  for (int c = 0; c < image->nChannels; ++c)
+    for (int y = 0; y < image->height; ++y)
+      for (int x = 0; x < image->width; ++x)
+        setSample(image, x, y, c, randomValue(rng, image->depth, content));
+}
+
 // Name and range per depth, in the order of kAllDepthWords, then an unknown depth.
 struct DepthInfo {
   const char* name;
@@ -179,19 +194,6 @@ TestImage TestImage::clone() const {
 // ---------------------------------------------------------------------------
 // Content and samples
 
-void fillImage(VrnImage* image, uint64_t seed, Content content) {
-  if (content == Content::kZero) {
-    std::memset(image->imageData, 0, static_cast<size_t>(image->imageSize));
-    return;
-  }
-  Rng rng(seed * 0x9E3779B97F4A7C15ull + 17);
-  for (int i = 0; i < image->imageSize; ++i) image->imageData[i] = static_cast<char>(rng() >> 24);
-  if (image->depth == VRN_DEPTH_1U) return;  // random bits are all the values there are
-  for (int c = 0; c < image->nChannels; ++c)
-    for (int y = 0; y < image->height; ++y)
-      for (int x = 0; x < image->width; ++x)
-        setSample(image, x, y, c, randomValue(rng, image->depth, content));
-}
 
 size_t sampleOffset(const VrnImage* image, int x, int y, int c) {
   const size_t step = static_cast<size_t>(image->widthStep);
