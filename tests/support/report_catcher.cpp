@@ -16,9 +16,7 @@ std::ostream& operator<<(std::ostream& os, const Report& r) {
 }
 
 ReportCatcher::ReportCatcher(int mode)
-    : outer_(tCurrent),
-      oldHandler_(vrnRedirectError(&ReportCatcher::handler)),
-      oldMode_(vrnGetErrMode()),
+    : outer_(tCurrent), oldHandler_(vrnRedirectError(&ReportCatcher::handler)), oldMode_(vrnGetErrMode()),
       oldStatus_(vrnGetErrStatus()) {
   vrnSetErrMode(mode);
   tCurrent = this;

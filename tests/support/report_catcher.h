@@ -16,9 +16,7 @@ namespace vrntest {
 
 struct Report {
   int status = 0;
-  std::string funcName;
-  std::string context;
-  std::string fileName;
+  std::string funcName, context, fileName;
   int line = 0;
 };
 std::ostream& operator<<(std::ostream& os, const Report& r);
@@ -40,13 +38,11 @@ class ReportCatcher {
   std::string describe() const;
 
  private:
-  static int handler(int status, const char* funcName, const char* context, const char* fileName,
-                     int line);
+  static int handler(int status, const char* funcName, const char* context, const char* fileName, int line);
   std::vector<Report> reports_;
   ReportCatcher* outer_;
   VrnErrorHandler oldHandler_;
-  int oldMode_;
-  int oldStatus_;
+  int oldMode_, oldStatus_;
 };
 
 // Exactly one report was made (or, for expectLastReport, the last one of

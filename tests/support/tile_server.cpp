@@ -33,28 +33,22 @@ TileServer::TileServer(const TestImage& plain, int tileWidth, int tileHeight, st
   const int64_t rowBits = static_cast<int64_t>(bits) * tileW_ * (planes ? 1 : p->nChannels);
   tileStep_ = static_cast<int>(((rowBits + alignBits - 1) & -alignBits) / 8);
   tileSize_ = tileStep_ * tileH_ * (planes ? p->nChannels : 1);
-  cols_ = (p->width + tileW_ - 1) / tileW_;
-  rows_ = (p->height + tileH_ - 1) / tileH_;
+  cols_ = (p->width + tileW_ - 1) / tileW_, rows_ = (p->height + tileH_ - 1) / tileH_;
 
   const size_t n = static_cast<size_t>(cols_) * rows_;
-  tiles_.resize(n);
-  blocks_.resize(n);
-  released_.resize(n);
+  tiles_.resize(n), blocks_.resize(n), released_.resize(n);
   Rng rng(p->imageSize * 31 + static_cast<uint64_t>(tileW_) * 7 + tileH_);
   for (size_t i = 0; i < n; ++i) {
     if (posix_memalign(&blocks_[i], 64, static_cast<size_t>(tileSize_) + p->align) != 0) blocks_[i] = nullptr;
     tiles_[i] = static_cast<char*>(blocks_[i]) + p->align;
     for (int k = 0; k < tileSize_; ++k) tiles_[i][k] = static_cast<char>(rng() >> 24);
   }
-  forEachMappedByte([&](size_t t, size_t tileOff, size_t imageOff) {
-    tiles_[t][tileOff] = p->imageData[imageOff];
-  });
+  forEachMappedByte([&](size_t t, size_t tileOff, size_t imageOff) { tiles_[t][tileOff] = p->imageData[imageOff]; });
 
   VrnROI* roi = p->roi ? new VrnROI(*p->roi) : nullptr;
   VrnTileInfo* info = vrnCreateTileInfo(&TileServer::callback, this, tileW_, tileH_);
-  image_ = vrnCreateImageHeader(p->nChannels, p->alphaChannel, p->depth, kModel, kSeq, p->dataOrder,
-                                p->origin, p->align, p->width, p->height, roi, p->maskROI, nullptr,
-                                info);
+  image_ = vrnCreateImageHeader(p->nChannels, p->alphaChannel, p->depth, kModel, kSeq, p->dataOrder, p->origin,
+                                p->align, p->width, p->height, roi, p->maskROI, nullptr, info);
   if (!image_) {
     ADD_FAILURE() << "tiled header refused for " << base_.desc().describe();
     return;
@@ -75,16 +69,14 @@ TileServer::~TileServer() {
 template <class F>
 void TileServer::forEachMappedByte(F f) const {
   const VrnImage* p = base_.get();
-  const int bits = p->depth & VRN_DEPTH_MASK;
   const bool planes = p->dataOrder == VRN_DATA_ORDER_PLANE;
-  const int nPlanes = planes ? p->nChannels : 1;
-  const int64_t tileRowBytes = static_cast<int64_t>(bits) * tileW_ * (planes ? 1 : p->nChannels) / 8;
+  const int64_t tileRowBytes = static_cast<int64_t>(p->depth & VRN_DEPTH_MASK) * tileW_ * (planes ? 1 : p->nChannels) / 8;
   const int64_t step = p->widthStep;
   for (int row = 0; row < rows_; ++row)
     for (int col = 0; col < cols_; ++col) {
       const size_t t = static_cast<size_t>(row * cols_ + col);
       const int64_t limit = col == cols_ - 1 ? tileStep_ : std::min<int64_t>(tileStep_, tileRowBytes);
-      for (int plane = 0; plane < nPlanes; ++plane)
+      for (int plane = 0; plane < (planes ? p->nChannels : 1); ++plane)
         for (int ty = 0; ty < tileH_; ++ty) {
           const int y = row * tileH_ + ty;
           if (y >= p->height) break;
@@ -106,9 +98,7 @@ TestImage TileServer::toPlain() const {
 }
 
 void TileServer::copyTo(VrnImage* plain) const {
-  forEachMappedByte([&](size_t t, size_t tileOff, size_t imageOff) {
-    plain->imageData[imageOff] = tiles_[t][tileOff];
-  });
+  forEachMappedByte([&](size_t t, size_t tileOff, size_t imageOff) { plain->imageData[imageOff] = tiles_[t][tileOff]; });
 }
 
 void TileServer::withholdRequest(int k) { withholdAt_ = requests_ + k; }
@@ -179,10 +169,9 @@ testing::AssertionResult TileServer::checkProtocol(bool failureExpected) {
     violation("tile " + tileName(openIndex_ % cols_, openIndex_ / cols_) + " left open");
   for (int i = 0; i < cols_ * rows_; ++i)
     if (i != openIndex_) checkReleasedCopy(i, "at the end");
-  if (violations_.empty()) return testing::AssertionSuccess();
-  testing::AssertionResult r = testing::AssertionFailure();
-  for (const std::string& v : violations_) r << v << "\n";
-  return r;
+  std::string text;
+  for (const std::string& v : violations_) text += v + "\n";
+  return violations_.empty() ? testing::AssertionSuccess() : testing::AssertionFailure() << text;
 }
 
 std::string mergedCallsText(std::initializer_list<const TileServer*> servers) {

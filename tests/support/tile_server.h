@@ -24,7 +24,6 @@
 #include <vector>
 
 #include "support/images.h"
-#include "vrn.h"
 
 namespace vrntest {
 
@@ -83,8 +82,7 @@ class TileServer {
   std::vector<void*> blocks_;
   std::vector<std::vector<char>> released_;  // copy at RELEASE, per tile (empty: none)
   std::vector<char> openCopy_;               // copy at a READ, to catch writes
-  int openIndex_ = -1, openMode_ = 0;
-  int requests_ = 0, withholdAt_ = -1;
+  int openIndex_ = -1, openMode_ = 0, requests_ = 0, withholdAt_ = -1;
   bool failed_ = false;
   std::vector<Call> calls_;
   std::vector<std::string> violations_;
