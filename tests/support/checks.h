@@ -16,7 +16,6 @@
 #include <cstdint>
 #include <cstring>
 #include <functional>
-#include <initializer_list>
 #include <limits>
 #include <sstream>
 #include <type_traits>
@@ -186,21 +185,19 @@ int64_t dispatchedTarget();
 // Only the samples of `channels` in `rect` (stored coordinates of `after`)
 // may differ between `before` and `after`; row padding, other channels and
 // everything outside the rectangle must stay.
-testing::AssertionResult onlyRectChanged(const Snapshot& before, const VrnImage* after,
-                                         const Rect& rect, const std::vector<int>& channels);
+testing::AssertionResult onlyRectChanged(const Snapshot& before, const VrnImage* after, const Rect& rect,
+                                         const std::vector<int>& channels);
 // The same with the destination's own rule: the rectangle starts at its
 // clipped ROI, is width x height, and the channels are its COI, else all
 // but alpha.
-testing::AssertionResult onlyRectChanged(const Snapshot& before, const VrnImage* after, int width,
-                                         int height);
+testing::AssertionResult onlyRectChanged(const Snapshot& before, const VrnImage* after, int width, int height);
 
 // The samples of rectangle `from` of `expected` equal, bit for bit, those of
 // the rectangle of the same size at (x, y) of `actual`: channel channels[k]
 // of expected against actualChannels[k] of actual (empty lists: every
 // channel of expected; the same channels in actual).
-testing::AssertionResult sameSamples(const VrnImage* expected, const Rect& from, const VrnImage* actual,
-                                     int x, int y, std::vector<int> channels = {},
-                                     std::vector<int> actualChannels = {});
+testing::AssertionResult sameSamples(const VrnImage* expected, const Rect& from, const VrnImage* actual, int x, int y,
+                                     std::vector<int> channels = {}, std::vector<int> actualChannels = {});
 
 // ---------------------------------------------------------------------------
 // Masked runs
@@ -214,9 +211,7 @@ MaskBits mergedMaskBits(std::vector<const VrnImage*> masks);
 // run without masks, `before` the destination before either.  Inside `rect`
 // on `channels`, samples whose mask bit is set equal `unmasked`; every other
 // byte equals `before`.
-testing::AssertionResult maskedMatchesUnmasked(const Snapshot& before, const VrnImage* masked,
-                                               const VrnImage* unmasked, const Rect& rect,
-                                               const std::vector<int>& channels,
-                                               const MaskBits& bit);
+testing::AssertionResult maskedMatchesUnmasked(const Snapshot& before, const VrnImage* masked, const VrnImage* unmasked,
+                                               const Rect& rect, const std::vector<int>& channels, const MaskBits& bit);
 
 }  // namespace vrntest

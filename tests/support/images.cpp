@@ -275,8 +275,8 @@ std::string describeOffset(const VrnImage* image, size_t offset) {
 
 namespace {
 
-testing::AssertionResult compareBuffers(const VrnImage* layout, const uint8_t* expected,
-                                        const uint8_t* actual, size_t size, bool pixelsOnly) {
+testing::AssertionResult compareBuffers(const VrnImage* layout, const uint8_t* expected, const uint8_t* actual, size_t size,
+                                        bool pixelsOnly) {
   const size_t step = static_cast<size_t>(layout->widthStep);
   const int64_t pixelBytes = rowBytes(layout);
   const int tailBits = layout->depth == VRN_DEPTH_1U ? layout->width % 8 : 0;
@@ -331,15 +331,11 @@ Rect clippedRect(const VrnImage* image) {
 
 Rect operationSize(std::initializer_list<const VrnImage*> images) {
   Rect size{0, 0, std::numeric_limits<int>::max(), std::numeric_limits<int>::max()};
-  for (const VrnImage* image : images) {
-    if (!image) continue;
-    for (const VrnImage* im : {image, static_cast<const VrnImage*>(image->maskROI)}) {
-      if (!im) continue;
-      const Rect r = clippedRect(im);
-      size.width = std::min(size.width, r.width);
-      size.height = std::min(size.height, r.height);
+  for (const VrnImage* image : images)
+    for (const VrnImage* im : {image, image ? static_cast<const VrnImage*>(image->maskROI) : nullptr}) {
+      const Rect r = im ? clippedRect(im) : size;
+      size.width = std::min(size.width, r.width), size.height = std::min(size.height, r.height);
     }
-  }
   return size;
 }
 
