@@ -115,23 +115,22 @@ struct ScriptedBoxes {
   ~ScriptedBoxes() { vrn::platform::setMessageBoxForTesting(old); }
 };
 
+// The box's text and buttons by mode; an answer that continues returns the status.
 TEST(GuiBoxReport, BoxTextsButtonsAndModesThatContinue) {
   ThreadState keep;
-  {
-    ScriptedBoxes boxes(BoxAnswer::Ok);
-    vrnSetErrMode(VRN_ErrorModeParent);
-    EXPECT_EQ(vrnGuiBoxReport(-5, "vrnAdd", "srcImageA==0", "add.cpp", 12), -5);
-    EXPECT_EQ(g_boxes, std::vector<std::string>{"VRN 2.5 Release SP1|In function vrnAdd(): [file add.cpp, line 12]\n"
-                                                "srcImageA==0\n\nBad argument\n(status: -5)\n\nErrMode=VRN_ErrorModeParent\n\n"
-                                                "Continue?|" + kinds(BoxButtons::OkCancel, BoxIcon::Stop)});
-  }
-  {
-    ScriptedBoxes boxes(BoxAnswer::No);
-    vrnSetErrMode(VRN_ErrorModeLeaf);
-    EXPECT_EQ(vrnGuiBoxReport(-1, nullptr, "", nullptr, -4), -1);
-    EXPECT_EQ(g_boxes, std::vector<std::string>{"VRN 2.5 Release SP1|Called from <unknown>(): [file , line 0]\n\n\n"
-                                                "Backtrace\n(status: -1)\n\nErrMode=VRN_ErrorModeLeaf\n\n"
-                                                "Terminate the application?|" + kinds(BoxButtons::YesNo, BoxIcon::Stop)});
+  const struct { BoxAnswer answer; int mode, status; const char *func, *file; int line; std::string box; } cases[] = {
+      {BoxAnswer::Ok, VRN_ErrorModeParent, -5, "vrnAdd", "add.cpp", 12,
+       "In function vrnAdd(): [file add.cpp, line 12]\nsrcImageA==0\n\nBad argument\n(status: -5)\n\n"
+       "ErrMode=VRN_ErrorModeParent\n\nContinue?|" + kinds(BoxButtons::OkCancel, BoxIcon::Stop)},
+      {BoxAnswer::No, VRN_ErrorModeLeaf, -1, nullptr, nullptr, -4,
+       "Called from <unknown>(): [file , line 0]\nsrcImageA==0\n\nBacktrace\n(status: -1)\n\n"
+       "ErrMode=VRN_ErrorModeLeaf\n\nTerminate the application?|" + kinds(BoxButtons::YesNo, BoxIcon::Stop)},
+  };
+  for (const auto& c : cases) {
+    ScriptedBoxes boxes(c.answer);
+    vrnSetErrMode(c.mode);
+    EXPECT_EQ(vrnGuiBoxReport(c.status, c.func, "srcImageA==0", c.file, c.line), c.status);
+    EXPECT_EQ(g_boxes, std::vector<std::string>{"VRN 2.5 Release SP1|" + c.box});
   }
   // Silent mode and other modes: no dialog and no exit, whatever the box would answer.
   ScriptedBoxes boxes(BoxAnswer::Yes);

@@ -28,8 +28,7 @@ void checkAdd(const TestImage& a, int ac, const TestImage& b, int bc, TestImage&
   for (int r = 0; r < height; ++r)
     for (int i = 0; i < width; ++i)
       ASSERT_EQ(sampleAt(d, rd.x + i, rd.y + r, dc),
-                addOf(d->depth, sampleAt(a, ra.x + i, ra.y + r, ac), sampleAt(b, rb.x + i, rb.y + r, bc)))
-          << "at " << i << "," << r;
+                addOf(d->depth, sampleAt(a, ra.x + i, ra.y + r, ac), sampleAt(b, rb.x + i, rb.y + r, bc))) << i << "," << r;
 }
 
 // The rectangle is the smallest size of all images, each read from its own

@@ -33,13 +33,11 @@ std::vector<std::string> seen(const ReportCatcher& catcher) {
 TEST(Records, FieldOffsets) {
   const size_t p = sizeof(void*);
   const size_t offsets[][2] = {
-      {offsetof(VrnImage, depth), 16},          {offsetof(VrnImage, colorModel), 20},
-      {offsetof(VrnImage, channelSeq), 24},     {offsetof(VrnImage, height), 44},
-      {offsetof(VrnImage, roi), 48},            {offsetof(VrnImage, tileInfo), 48 + 3 * p},
+      {offsetof(VrnImage, depth), 16}, {offsetof(VrnImage, colorModel), 20}, {offsetof(VrnImage, channelSeq), 24},
+      {offsetof(VrnImage, height), 44}, {offsetof(VrnImage, roi), 48}, {offsetof(VrnImage, tileInfo), 48 + 3 * p},
       {offsetof(VrnImage, imageSize), 48 + 4 * p}, {offsetof(VrnImage, widthStep), 56 + 5 * p},
-      {offsetof(VrnImage, borderConst), offsetof(VrnImage, borderMode) + 16},
-      {offsetof(VrnROI, height), 16},           {offsetof(VrnTileInfo, tileData), 2 * p},
-      {offsetof(VrnTileInfo, width), 3 * p},    {offsetof(VrnImage, dataBlock) % p, 0},
+      {offsetof(VrnImage, borderConst), offsetof(VrnImage, borderMode) + 16}, {offsetof(VrnROI, height), 16},
+      {offsetof(VrnTileInfo, tileData), 2 * p}, {offsetof(VrnTileInfo, width), 3 * p}, {offsetof(VrnImage, dataBlock) % p, 0},
   };
   for (size_t i = 0; i < std::size(offsets); ++i) EXPECT_EQ(offsets[i][0], offsets[i][1]) << "row " << i;
 }
@@ -65,8 +63,7 @@ TEST(Records, RowRuleAndHeaderFields) {
   for (const Case& c : cases) {
     VrnImage* im = header(c.channels, c.depth, c.width, c.height, c.align, c.order);
     ASSERT_NE(im, nullptr);
-    EXPECT_EQ(im->widthStep, c.step) << c.depth << " w=" << c.width;
-    EXPECT_EQ(im->imageSize, c.size) << c.depth << " w=" << c.width;
+    EXPECT_EQ(std::pair(im->widthStep, im->imageSize), std::pair(c.step, c.size)) << c.depth << " w=" << c.width;
     c.depth == VRN_DEPTH_32F ? vrnAllocateImageFP(im, 0, 0) : vrnAllocateImage(im, 0, 0);
     EXPECT_EQ(reinterpret_cast<uintptr_t>(im->imageData) % c.align, 0u);
     freeAll(im);
@@ -119,12 +116,9 @@ TEST(Records, AllocationChecks) {
   u8->tileInfo = nullptr;
   vrnAllocateImage(u8, 0, 0);
   vrnAllocateImage(u8, 0, 0);
-  u8->align = 3;
-  char* data = nullptr;
-  std::swap(data, u8->imageData);
-  vrnAllocateImage(u8, 0, 0);
-  std::swap(data, u8->imageData);
-  u8->align = 4;
+  VrnImage badAlign = *u8;
+  badAlign.align = 3, badAlign.imageData = nullptr;
+  vrnAllocateImage(&badAlign, 0, 0);
   const std::string f = "vrnAllocateImage -5 ( image", ffp = "vrnAllocateImageFP -5 ( image";
   EXPECT_EQ(seen(reports), (std::vector<std::string>{f + " == ((void *)0) )", f + "->depth == 32 )", ffp + "->depth != 32 )",
                                                      f + "->tileInfo != ((void *)0) )", f + "->imageData != ((void *)0) )",
@@ -147,17 +141,14 @@ const struct CheckCase {
     CASE("1U with 3 channels", -16, i->depth = 1), CASE("depth", -17, i->depth = 12),
     CASE("alpha", -18, i->alphaChannel = 2), CASE("order", -19, i->dataOrder = 2),
     CASE("origin", -20, i->origin = -1), CASE("align", -21, i->align = 2),
-    CASE("mask depth", -117, i->maskROI = m; m->depth = 8),
-    CASE("mask tiled", -26, i->maskROI = m; m->tileInfo = t),
-    CASE("mask width", -110, i->maskROI = m; m->width = 0),
-    CASE("mask channels", -116, i->maskROI = m; m->nChannels = 2),
+    CASE("mask depth", -117, i->maskROI = m; m->depth = 8), CASE("mask tiled", -26, i->maskROI = m; m->tileInfo = t),
+    CASE("mask width", -110, i->maskROI = m; m->width = 0), CASE("mask channels", -116, i->maskROI = m; m->nChannels = 2),
     CASE("mask roi", -111, i->maskROI = m; m->roi = r; r->coi = 0; r->xOffset = -1),
     CASE("mask of mask", -217, i->maskROI = m; m->maskROI = m + 1),
     CASE("no callback", -22, i->imageData = nullptr; i->tileInfo = t; t->callBack = nullptr),
     CASE("tile 12 wide", -23, i->imageData = nullptr; i->tileInfo = t; t->width = 12),
     CASE("tile height 0", -23, i->imageData = nullptr; i->tileInfo = t; t->height = 0),
-    CASE("coi above", -24, i->roi = r; r->coi = 4),
-    CASE("coi before size", -24, i->roi = r; r->coi = -1; r->width = 0),
+    CASE("coi above", -24, i->roi = r; r->coi = 4), CASE("coi before size", -24, i->roi = r; r->coi = -1; r->width = 0),
     CASE("roi size before offset", -25, i->roi = r; r->width = 0; r->xOffset = -1),
     CASE("roi y offset", -11, i->roi = r; r->yOffset = -3),
 };
@@ -165,30 +156,23 @@ const struct CheckCase {
 
 TEST(Records, HeaderCheckOrderAndMaskFamily) {
   ReportCatcher reports;
+  const TestImage legal(ImageSpec(VRN_DEPTH_8U, 16, 8, 3));
   for (const CheckCase& c : kCheckCases) {
-    VrnImage* image = header(3, VRN_DEPTH_8U, 16, 8);
-    vrnAllocateImage(image, 0, 0);
-    VrnImage saved = *image, masks[2] = {*image, *image};
+    VrnImage image = *legal.get(), masks[2] = {image, image};
     for (VrnImage& m : masks) m.nChannels = 1, m.depth = VRN_DEPTH_1U;
     masks[1].depth = 8;  // a mask's own mask of the wrong depth: -117 - 100
     VrnROI roi{3, 0, 0, 4, 4};
     VrnTileInfo tile{noTileCallback, nullptr, nullptr, 8, 8};
-    c.breakIt(image, &masks[0], &roi, &tile);
+    c.breakIt(&image, &masks[0], &roi, &tile);
     vrnSetErrStatus(0);
-    EXPECT_EQ(vrnCheckImageHeader(image), c.status) << c.what;
+    EXPECT_EQ(vrnCheckImageHeader(&image), c.status) << c.what;
     EXPECT_EQ(vrnGetErrStatus(), c.status) << c.what;
-    *image = saved;
-    freeAll(image);
   }
   // Success leaves the status alone (a ROI outside the image is legal); a null image is -9.
   vrnSetErrStatus(-77);
-  VrnImage* ok = header(1, VRN_DEPTH_8U, 2, 2);
-  vrnAllocateImage(ok, 0, 0);
-  ok->roi = vrnCreateROI(1, 5, 5, 9, 9);
-  EXPECT_EQ(vrnCheckImageHeader(ok), 0);
+  EXPECT_EQ(vrnCheckImageHeader(TestImage(ImageSpec(VRN_DEPTH_8U, 2, 2).withRoi(1, 5, 5, 9, 9))), 0);
   EXPECT_EQ(vrnGetErrStatus(), -77);
   EXPECT_EQ(vrnCheckImageHeader(nullptr), VRN_StsNullHeader);
-  freeAll(ok);
 }
 
 // vrnDeallocate tests its flags in a fixed order, so a mask is released
