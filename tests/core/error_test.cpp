@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "core/platform.h"
+#include "support/report_catcher.h"
 #include "vrn.h"
 
 namespace {
@@ -19,29 +20,18 @@ using vrn::platform::BoxButtons;
 using vrn::platform::BoxIcon;
 
 // Restores the thread's mode, handler and status after a test.
-struct ThreadState {
-  int mode = vrnGetErrMode();
-  VrnErrorHandler handler = vrnRedirectError(nullptr);
-  ThreadState() { vrnRedirectError(handler); }
-  ~ThreadState() {
-    vrnSetErrMode(mode);
-    vrnRedirectError(handler);
-    vrnSetErrStatus(0);
-  }
-};
+using ThreadState = vrntest::ReportCatcher;
 
 TEST(ErrorStr, TextsHolesAndMaskFamily) {
   const std::pair<int, const char*> texts[] = {
-      {0, "No Error"}, {-1, "Backtrace"}, {-2, "Unknown error or status code"}, {-4, "Insufficient memory"},
-      {-8, "Autotrace call"}, {-16, "Number of channels for 1U depth image must be one"},
-      {-21, "Incorrect data alignment value in the image header"}, {-22, "Null pointer to callback function"},
-      {-26, "Mask image is taled"}, {-31, "Incorrect filter ofset value"}, {-32, "Unknown error or status code"},
-      {-109, "Unknown error or status code"}, {-110, "Mask. Incorrect image size"},
-      {-116, "Unknown error or status code"}, {-117, "Mask. Incorrect depth value in the image header"},
-      {-122, "Unknown error or status code"}, {-124, "Mask. Incorrect COI of the image"},
-      {-125, "Mask. Incorrect size of ROI in the image header"}, {-126, "Unknown error or status code"},
-      {1, "Unknown error or status code"},
+      {0, "No Error"}, {-1, "Backtrace"}, {-4, "Insufficient memory"}, {-8, "Autotrace call"},
+      {-16, "Number of channels for 1U depth image must be one"}, {-22, "Null pointer to callback function"},
+      {-21, "Incorrect data alignment value in the image header"}, {-110, "Mask. Incorrect image size"},
+      {-26, "Mask image is taled"}, {-31, "Incorrect filter ofset value"}, {-124, "Mask. Incorrect COI of the image"},
+      {-117, "Mask. Incorrect depth value in the image header"},
+      {-125, "Mask. Incorrect size of ROI in the image header"},
   };
+  for (int hole : {-2, -32, -109, -116, -122, -126, 1}) EXPECT_STREQ(vrnErrorStr(hole), "Unknown error or status code") << hole;
   for (const auto& [code, text] : texts) EXPECT_STREQ(vrnErrorStr(code), text) << code;
   // The image family's text is the mask family's without its prefix.
   EXPECT_EQ(vrnErrorStr(-15), vrnErrorStr(-115) + 6);
@@ -56,7 +46,7 @@ int recordingHandler(int status, const char* f, const char* c, const char* file,
 
 TEST(Error, StoresStatusButNotTraceLinesAndSkipsHandlerOnZero) {
   ThreadState keep;
-  EXPECT_EQ(vrnRedirectError(recordingHandler), keep.handler);
+  vrnRedirectError(recordingHandler);
   t_calls.clear();
   vrnSetErrStatus(-3);
   EXPECT_EQ(vrnError(0, "f", "c", "x.cpp", 1), 0);
@@ -143,21 +133,17 @@ TEST(GuiBoxReport, BoxTextsButtonsAndModesThatContinue) {
 
 // Every path that terminates: exit code 1 and what standard error shows.
 TEST(ReportDeathTest, TerminatingPaths) {
-  const std::function<void()> paths[] = {
-      [] { vrnStdErrReport(-5, "vrnAdd", "c", "f.cpp", 1); },
-      [] { vrnNulDevReport(-5, "f", "c", "x", 1); },
-      [] { ScriptedBoxes boxes(BoxAnswer::Yes); vrnGuiBoxReport(-5, "f", "c", "x", 1); },
-      [] { ScriptedBoxes boxes(BoxAnswer::Cancel); vrnSetErrMode(VRN_ErrorModeParent); vrnGuiBoxReport(-5, "f", "c", "x", 1); },
-      [] { vrnError(-5, "vrnAdd", "srcImageA==0", "add.cpp", 12); },  // the default box, on standard error
+  const struct { void (*path)(); const char* shown; } paths[] = {
+      {[] { vrnStdErrReport(-5, "vrnAdd", "c", "f.cpp", 1); },
+       "in function \\[f.cpp:1\\]:vrnAdd\\(\\): c\nVRN Library Error\nErrMode=VRN_ErrModeLeaf\nterminating the application"},
+      {[] { vrnNulDevReport(-5, "f", "c", "x", 1); }, "^$"},
+      {[] { ScriptedBoxes boxes(BoxAnswer::Yes); vrnGuiBoxReport(-5, "f", "c", "x", 1); }, "^$"},
+      {[] { ScriptedBoxes boxes(BoxAnswer::Cancel); vrnSetErrMode(VRN_ErrorModeParent); vrnGuiBoxReport(-5, "f", "c", "x", 1); }, "^$"},
+      {[] { vrnError(-5, "vrnAdd", "srcImageA==0", "add.cpp", 12); },  // the default box, on standard error
+       "VRN 2.5 Release SP1\nIn function vrnAdd\\(\\)(.|\n)*Win32: Application exit\nVRN Library: terminating the application"},
   };
-  const char* shown[] = {
-      "in function \\[f.cpp:1\\]:vrnAdd\\(\\): c\nVRN Library Error\nErrMode=VRN_ErrModeLeaf\nterminating the application",
-      "^$", "^$", "^$",
-      "VRN 2.5 Release SP1\nIn function vrnAdd\\(\\)(.|\n)*Win32: Application exit\nVRN Library: terminating the application",
-  };
-  for (int i = 0; i < 5; ++i)
-    EXPECT_EXIT({ vrnSetErrMode(VRN_ErrorModeLeaf); paths[i](); fprintf(stderr, "not reached"); },
-                testing::ExitedWithCode(1), shown[i]) << "path " << i;
+  for (const auto& p : paths)
+    EXPECT_EXIT({ vrnSetErrMode(VRN_ErrorModeLeaf); p.path(); fprintf(stderr, "not reached"); }, testing::ExitedWithCode(1), p.shown);
 }
 
 // A new thread starts with status 0, the leaf mode and the box; what it sets stays its own.
