@@ -24,19 +24,17 @@ inline constexpr unsigned kAllDepths = kIntAndFloatDepths | kDepth1U;
 enum : unsigned { kNoInPlace = 1, kNoMasks = 2 };
 
 struct FrameOperation {
+  // Name, 1 or 2 sources, kDepth* bits, the call (b is null for one source), flags.
   const char* name;
-  int sources;      // 1 or 2
-  unsigned depths;  // kDepth* bits
-  std::function<void(VrnImage* a, VrnImage* b, VrnImage* dst)> run;  // b is null for one source
+  int sources;
+  unsigned depths;
+  std::function<void(VrnImage* a, VrnImage* b, VrnImage* dst)> run;
   unsigned flags = 0;
 
   template <class F>
-  FrameOperation(const char* n, int s, unsigned d, F f, unsigned fl = 0)
-      : name(n), sources(s), depths(d), flags(fl) {
-    if constexpr (std::is_invocable_v<F, VrnImage*, VrnImage*, VrnImage*>)
-      run = f;
-    else
-      run = [f](VrnImage* a, VrnImage*, VrnImage* dst) { f(a, dst); };
+  FrameOperation(const char* n, int s, unsigned d, F f, unsigned fl = 0) : name(n), sources(s), depths(d), flags(fl) {
+    if constexpr (std::is_invocable_v<F, VrnImage*, VrnImage*, VrnImage*>) run = f;
+    else run = [f](VrnImage* a, VrnImage*, VrnImage* dst) { f(a, dst); };
   }
 };
 

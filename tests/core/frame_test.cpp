@@ -107,10 +107,7 @@ TEST(Frame, MasksAreMergedFromTheirOwnRoisAndBitOffsets) {
     for (int depth : {VRN_DEPTH_8S, VRN_DEPTH_16U, VRN_DEPTH_32F})
       for (size_t k = 0; k < std::size(cases); ++k) {
         SCOPED_TRACE(testing::Message() << "order " << order << " " << depthName(depth) << " case " << k);
-        auto make = [&](ImageSpec s, uint64_t seed) {
-          s.depth = depth, s.dataOrder = order;
-          return TestImage(s.seeded(seed));
-        };
+        auto make = [&](ImageSpec s, uint64_t seed) { s.depth = depth, s.dataOrder = order; return TestImage(s.seeded(seed)); };
         const TestImage a = make(cases[k].a, 22), b = make(cases[k].b, 23);
         TestImage d = make(cases[k].d, 24);
         TestImage ua = a.clone(), ub = b.clone(), ud = d.clone();

@@ -13,8 +13,7 @@
 namespace vrntest {
 namespace {
 
-char kGray[4] = {'G', 'R', 'A', 'Y'};
-char kG[4] = {'G', 0, 0, 0};
+char kGray[4] = {'G', 'R', 'A', 'Y'}, kG[4] = {'G', 0, 0, 0};
 
 VrnImage* header(int channels, int depth, int width, int height, int align = 4, int order = 0, int alpha = 0) {
   return vrnCreateImageHeader(channels, alpha, depth, kGray, kG, order, 0, align, width, height, nullptr, nullptr,

@@ -49,8 +49,7 @@ TEST(TileWalk, TilesAskedForInOrderAndResultsEqualThePlainRun) {
     TestImage plain[3] = {images[0].clone(), images[1].clone(), images[2].clone()};
     vrnAdd(plain[k.use[0]], plain[k.use[1]], plain[2]);
     std::unique_ptr<TileServer> servers[3];
-    VrnImage* records[3];
-    VrnImage recordsBefore[3];
+    VrnImage *records[3], recordsBefore[3];
     VrnROI roisBefore[3] = {};
     for (int i = 0; i < 3; ++i) {
       recordsBefore[i] = *images[i].get();

@@ -49,6 +49,13 @@ Side makeSide(const TestImage& image, Rng& rng, bool tiled, const char* name) {
   return Side{std::make_unique<TileServer>(image, tw, th, name), TestImage()};
 }
 
+// The reports' statuses and contexts, one line each.
+std::string statusesAndTexts(const ReportCatcher& catcher) {
+  std::string text;
+  for (const Report& r : catcher.reports()) text += std::to_string(r.status) + " " + r.context + "\n";
+  return text;
+}
+
 bool oneChannelByCoi(const VrnImage* image) {
   return image->nChannels == 1 && image->roi && image->roi->coi > 0;
 }
@@ -69,8 +76,7 @@ TEST_P(TiledEqualsFlat, OnRandomCalls) {
     Rng rng(static_cast<uint64_t>(seed) + 1000);
 
     // The images as built, and the plain run on copies of them.
-    TestImage dst(call.dst);
-    TestImage sources[2];
+    TestImage dst(call.dst), sources[2];
     for (int i = 0; i < op.sources; ++i)
       if (!call.sourceIsDst[i]) sources[i] = TestImage(call.sources[static_cast<size_t>(i)]);
     TestImage plainDst = dst.clone(), plainSrc[2];
@@ -99,16 +105,10 @@ TEST_P(TiledEqualsFlat, OnRandomCalls) {
     op.run(rec[0], rec[1], dstSide.record());
 
     // Same reports.
-    auto seen = [](const ReportCatcher& c) {
-      std::string text;
-      for (const Report& r : c.reports()) text += std::to_string(r.status) + " " + r.context + "\n";
-      return text;
-    };
-    ASSERT_EQ(seen(tiledReports), seen(plainReports));
+    ASSERT_EQ(statusesAndTexts(tiledReports), statusesAndTexts(plainReports));
 
     // Same destination; padding only where no flat run can have touched it.
-    const VrnImage* pa = plainRec[0];
-    const VrnImage* pb = op.sources == 2 ? plainRec[1] : nullptr;
+    const VrnImage *pa = plainRec[0], *pb = op.sources == 2 ? plainRec[1] : nullptr;
     const bool anyMask = dst->maskROI || pa->maskROI || (pb && pb->maskROI);
     const bool anyAlpha = dst->alphaChannel || pa->alphaChannel || (pb && pb->alphaChannel);
     const bool plainFlat = pb ? vrn::isFlatRun(pa, pb, plainDst.get(), anyAlpha)
