@@ -3,8 +3,6 @@
 // per-thread isolation of status, mode and handler.
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <functional>
 #include <string>
 #include <thread>
 #include <vector>

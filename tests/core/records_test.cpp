@@ -4,7 +4,7 @@
 
 #include <cstddef>
 #include <cstring>
-#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "support/images.h"
@@ -92,11 +92,9 @@ TEST(Records, AllocationFillsWholeWordsByDepth) {
   for (const auto& f : fills) {
     VrnImage* im = header(1, f.depth, 3, 3, 8);
     f.depth == VRN_DEPTH_32F ? vrnAllocateImageFP(im, 1, 1.5f) : vrnAllocateImage(im, 1, f.value);
-    for (int i = 0; i < im->imageSize; i += 4) {
-      uint32_t w;
-      std::memcpy(&w, im->imageData + i, 4);
-      ASSERT_EQ(w, f.word) << "depth " << f.depth << " at " << i;
-    }
+    std::vector<uint32_t> words(static_cast<size_t>(im->imageSize) / 4);
+    std::memcpy(words.data(), im->imageData, words.size() * 4);
+    EXPECT_EQ(words, std::vector<uint32_t>(words.size(), f.word)) << "depth " << f.depth;
     freeAll(im);
   }
 }
@@ -217,8 +215,12 @@ TEST(Records, CloneCopiesPixelsRoiAndBordersNotMaskIdOrTiles) {
   vrnDeallocate(tiled, VRN_FREE_HEADER | VRN_FREE_TILE);
 }
 
-// Setting tile information drops the tile pointer of the last request.
-TEST(Records, TileAndBorderSetters) {
+// Setting a ROI sets every field; setting tile information drops the tile
+// pointer of the last request.
+TEST(Records, RoiTileAndBorderSetters) {
+  VrnROI roi{};
+  vrnSetROI(&roi, 1, 2, 3, 4, 5);
+  EXPECT_TRUE(roi.coi == 1 && roi.xOffset == 2 && roi.yOffset == 3 && roi.width == 4 && roi.height == 5);
   int id;
   VrnTileInfo* tile = vrnCreateTileInfo(noTileCallback, &id, 16, 24);
   tile->tileData = reinterpret_cast<char*>(&id);
