@@ -20,10 +20,7 @@ Bytes randomBytes(std::mt19937& rng, int offset, int n) {
   return v;
 }
 bool getBit(const Bytes& v, int b) { return (v[b / 8] >> (7 - b % 8)) & 1; }
-void setBit(Bytes& v, int b, bool on) {
-  const uint8_t m = static_cast<uint8_t>(0x80 >> (b % 8));
-  v[b / 8] = static_cast<uint8_t>(on ? v[b / 8] | m : v[b / 8] & ~m);
-}
+void setBit(Bytes& v, int b, bool on) { v[b / 8] = static_cast<uint8_t>(on ? v[b / 8] | 0x80 >> b % 8 : v[b / 8] & ~(0x80 >> b % 8)); }
 
 // One source (NOT), two sources (A AND NOT B, as subtraction uses), the
 // masked form (A OR B where the mask is set) and the swap, masked or not.

@@ -13,41 +13,28 @@
 
 namespace vrntest {
 
-// Depth sets, one bit per depth.
-enum : unsigned {
-  kDepth1U = 1u << 0,
-  kDepth8U = 1u << 1,
-  kDepth8S = 1u << 2,
-  kDepth16U = 1u << 3,
-  kDepth16S = 1u << 4,
-  kDepth32S = 1u << 5,
-  kDepth32F = 1u << 6,
-};
+// Depth sets, one bit per depth in the order of kAllDepthWords.
+enum : unsigned { kDepth1U = 1, kDepth8U = 2, kDepth8S = 4, kDepth16U = 8, kDepth16S = 16, kDepth32S = 32, kDepth32F = 64 };
 inline constexpr unsigned kIntDepths = kDepth8U | kDepth8S | kDepth16U | kDepth16S | kDepth32S;
 inline constexpr unsigned kIntAndFloatDepths = kIntDepths | kDepth32F;
 inline constexpr unsigned kAllDepths = kIntAndFloatDepths | kDepth1U;
-inline constexpr unsigned k8UDepth = kDepth8U;
 
-// Flags of an operation.
-enum : unsigned {
-  kNoInPlace = 1u << 0,  // a source may not be the destination record
-  kNoMasks = 1u << 1,    // the operation ignores or refuses masks
-};
+// Flags of an operation: a source may not be the destination record; the
+// operation ignores or refuses masks.
+enum : unsigned { kNoInPlace = 1, kNoMasks = 2 };
 
 struct FrameOperation {
+  // Name, 1 or 2 sources, kDepth* bits, the call (b is null for one source), flags.
   const char* name;
-  int sources;      // 1 or 2
-  unsigned depths;  // kDepth* bits
-  std::function<void(VrnImage* a, VrnImage* b, VrnImage* dst)> run;  // b is null for one source
+  int sources;
+  unsigned depths;
+  std::function<void(VrnImage* a, VrnImage* b, VrnImage* dst)> run;
   unsigned flags = 0;
 
   template <class F>
-  FrameOperation(const char* n, int s, unsigned d, F f, unsigned fl = 0)
-      : name(n), sources(s), depths(d), flags(fl) {
-    if constexpr (std::is_invocable_v<F, VrnImage*, VrnImage*, VrnImage*>)
-      run = f;
-    else
-      run = [f](VrnImage* a, VrnImage*, VrnImage* dst) { f(a, dst); };
+  FrameOperation(const char* n, int s, unsigned d, F f, unsigned fl = 0) : name(n), sources(s), depths(d), flags(fl) {
+    if constexpr (std::is_invocable_v<F, VrnImage*, VrnImage*, VrnImage*>) run = f;
+    else run = [f](VrnImage* a, VrnImage*, VrnImage* dst) { f(a, dst); };
   }
 };
 

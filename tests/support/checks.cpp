@@ -23,56 +23,53 @@ void forEachTarget(const std::function<void(int64_t target)>& body) {
 namespace {
 
 // Per byte of the buffer, the bits that belong to allowed samples.
-std::vector<uint8_t> allowedBits(const VrnImage* image, const Rect& rect,
-                                 const std::vector<int>& channels, const MaskBits* bit) {
+std::vector<uint8_t> allowedBits(const VrnImage* image, const Rect& rect, const std::vector<int>& channels,
+                                 const MaskBits* bit) {
   std::vector<uint8_t> allowed(static_cast<size_t>(image->imageSize), 0);
-  const int bytes = sampleBytes(image->depth);
   for (int r = 0; r < rect.height; ++r)
     for (int i = 0; i < rect.width; ++i) {
       if (bit && !(*bit)(i, r)) continue;
-      const int x = rect.x + i, y = rect.y + r;
+      const int x = rect.x + i;
       for (int c : channels) {
-        const size_t off = sampleOffset(image, x, y, c);
-        if (image->depth == VRN_DEPTH_1U)
-          allowed[off] |= static_cast<uint8_t>(0x80 >> (x % 8));
-        else
-          std::fill_n(allowed.begin() + static_cast<ptrdiff_t>(off), bytes, uint8_t{0xFF});
+        const size_t off = sampleOffset(image, x, rect.y + r, c);
+        if (image->depth == VRN_DEPTH_1U) allowed[off] |= static_cast<uint8_t>(0x80 >> (x % 8));
+        else std::fill_n(allowed.begin() + static_cast<ptrdiff_t>(off), sampleBytes(image->depth), uint8_t{0xFF});
       }
     }
   return allowed;
 }
 
-}  // namespace
-
-testing::AssertionResult onlyRectChanged(const Snapshot& before, const VrnImage* after,
-                                         const Rect& rect, const std::vector<int>& channels) {
-  if (before.size() != static_cast<size_t>(after->imageSize))
-    return testing::AssertionFailure() << "snapshot size differs from the image's";
-  const std::vector<uint8_t> allowed = allowedBits(after, rect, channels, nullptr);
-  const auto* now = reinterpret_cast<const uint8_t*>(after->imageData);
+// Every byte of `got` must equal `taken` on the allowed bits and `before` on the others.
+testing::AssertionResult compareAllowed(const Snapshot& before, const VrnImage* got, const uint8_t* taken,
+                                        const std::vector<uint8_t>& allowed, const char* what) {
+  if (before.size() != static_cast<size_t>(got->imageSize) || allowed.size() != before.size())
+    return testing::AssertionFailure() << "buffer sizes differ";
+  const auto* now = reinterpret_cast<const uint8_t*>(got->imageData);
   for (size_t i = 0; i < before.size(); ++i) {
-    const uint8_t diff = static_cast<uint8_t>((before[i] ^ now[i]) & ~allowed[i]);
-    if (diff)
-      return testing::AssertionFailure()
-             << "changed outside the rectangle {" << rect.x << "," << rect.y << " " << rect.width
-             << "x" << rect.height << "}: " << describeOffset(after, i) << ", was " << hexByte(before[i])
-             << ", now " << hexByte(now[i])
-             << (allowed[i] ? " (another bit of an allowed byte)" : "");
+    const uint8_t expected = static_cast<uint8_t>((taken[i] & allowed[i]) | (before[i] & ~allowed[i]));
+    if (expected != now[i])
+      return testing::AssertionFailure() << what << " at " << describeOffset(got, i) << ": was " << hexByte(before[i])
+                                         << ", expected " << hexByte(expected) << ", got " << hexByte(now[i])
+                                         << (allowed[i] ? " (the byte is partly allowed)" : "");
   }
   return testing::AssertionSuccess();
 }
 
-testing::AssertionResult onlyRectChanged(const Snapshot& before, const VrnImage* after, int width,
-                                         int height) {
-  Rect rect = clippedRect(after);
-  rect.width = width;
-  rect.height = height;
-  return onlyRectChanged(before, after, rect, operatedChannels(after));
+}  // namespace
+
+testing::AssertionResult onlyRectChanged(const Snapshot& before, const VrnImage* after, const Rect& rect,
+                                         const std::vector<int>& channels) {
+  return compareAllowed(before, after, reinterpret_cast<const uint8_t*>(after->imageData),
+                        allowedBits(after, rect, channels, nullptr), "changed outside the rectangle");
 }
 
-testing::AssertionResult sameSamples(const VrnImage* expected, const Rect& from, const VrnImage* actual,
-                                     int x, int y, std::vector<int> channels,
-                                     std::vector<int> actualChannels) {
+testing::AssertionResult onlyRectChanged(const Snapshot& before, const VrnImage* after, int width, int height) {
+  const Rect corner = clippedRect(after);
+  return onlyRectChanged(before, after, Rect{corner.x, corner.y, width, height}, operatedChannels(after));
+}
+
+testing::AssertionResult sameSamples(const VrnImage* expected, const Rect& from, const VrnImage* actual, int x, int y,
+                                     std::vector<int> channels, std::vector<int> actualChannels) {
   if (channels.empty())
     for (int c = 0; c < expected->nChannels; ++c) channels.push_back(c);
   if (actualChannels.empty()) actualChannels = channels;
@@ -83,11 +80,10 @@ testing::AssertionResult sameSamples(const VrnImage* expected, const Rect& from,
     for (int i = 0; i < from.width; ++i)
       for (size_t k = 0; k < channels.size(); ++k) {
         const int ex = from.x + i, ey = from.y + r, ax = x + i, ay = y + r;
-        const bool same =
-            bytes == 0 ? sampleAt(expected, ex, ey) == sampleAt(actual, ax, ay)
-                       : std::memcmp(expected->imageData + sampleOffset(expected, ex, ey, channels[k]),
-                                     actual->imageData + sampleOffset(actual, ax, ay, actualChannels[k]),
-                                     bytes) == 0;
+        const bool same = bytes == 0 ? sampleAt(expected, ex, ey) == sampleAt(actual, ax, ay)
+                                     : std::memcmp(expected->imageData + sampleOffset(expected, ex, ey, channels[k]),
+                                                   actual->imageData + sampleOffset(actual, ax, ay, actualChannels[k]),
+                                                   bytes) == 0;
         if (!same)
           return testing::AssertionFailure()
                  << "sample (" << ax << "," << ay << ") channel " << actualChannels[k] << " is "
@@ -100,36 +96,19 @@ testing::AssertionResult sameSamples(const VrnImage* expected, const Rect& from,
 MaskBits mergedMaskBits(std::vector<const VrnImage*> masks) {
   return [masks](int i, int r) {
     for (const VrnImage* m : masks) {
-      if (!m) continue;
-      const Rect mr = clippedRect(m);
-      const int x = mr.x + i, y = mr.y + r;
-      const auto* row = reinterpret_cast<const uint8_t*>(m->imageData) +
-                        static_cast<size_t>(y) * static_cast<size_t>(m->widthStep);
-      if (!((row[x >> 3] >> (7 - (x & 7))) & 1)) return false;
+      const Rect mr = m ? clippedRect(m) : Rect{};
+      if (m && !sampleAt(m, mr.x + i, mr.y + r)) return false;
     }
     return true;
   };
 }
 
-testing::AssertionResult maskedMatchesUnmasked(const Snapshot& before, const VrnImage* masked,
-                                               const VrnImage* unmasked, const Rect& rect,
-                                               const std::vector<int>& channels,
-                                               const MaskBits& bit) {
-  if (before.size() != static_cast<size_t>(masked->imageSize) ||
-      masked->imageSize != unmasked->imageSize)
-    return testing::AssertionFailure() << "buffer sizes differ";
-  const std::vector<uint8_t> take = allowedBits(masked, rect, channels, &bit);
-  const auto* got = reinterpret_cast<const uint8_t*>(masked->imageData);
-  const auto* full = reinterpret_cast<const uint8_t*>(unmasked->imageData);
-  for (size_t i = 0; i < before.size(); ++i) {
-    const uint8_t expected = static_cast<uint8_t>((full[i] & take[i]) | (before[i] & ~take[i]));
-    if (expected != got[i])
-      return testing::AssertionFailure()
-             << "masked run differs at " << describeOffset(masked, i) << ": expected " << hexByte(expected)
-             << " (" << (take[i] ? "mask set: the unmasked result" : "mask clear or outside: untouched")
-             << "), got " << hexByte(got[i]);
-  }
-  return testing::AssertionSuccess();
+testing::AssertionResult maskedMatchesUnmasked(const Snapshot& before, const VrnImage* masked, const VrnImage* unmasked,
+                                               const Rect& rect, const std::vector<int>& channels, const MaskBits& bit) {
+  if (masked->imageSize != unmasked->imageSize) return testing::AssertionFailure() << "buffer sizes differ";
+  return compareAllowed(before, masked, reinterpret_cast<const uint8_t*>(unmasked->imageData),
+                        allowedBits(masked, rect, channels, &bit),
+                        "masked run differs (set bits take the unmasked result, the rest stays)");
 }
 
 }  // namespace vrntest

@@ -16,7 +16,6 @@
 #include <cstdint>
 #include <cstring>
 #include <functional>
-#include <initializer_list>
 #include <limits>
 #include <sstream>
 #include <type_traits>
@@ -98,84 +97,75 @@ struct PackedCheckOptions {
 template <class S, class D = S, class Row, class Ref>
 testing::AssertionResult packedMatchesScalar(Row row, Ref ref, const PackedCheckOptions& options = {}) {
   constexpr bool kTwo = std::is_invocable_v<Row, const S*, const S*, D*, size_t>;
-  constexpr int kSources = kTwo ? 2 : 1;
   constexpr bool kRefRow = kTwo ? std::is_invocable_v<Ref, const S*, const S*, D*, size_t>
                                 : std::is_invocable_v<Ref, const S*, D*, size_t>;
   static_assert(kTwo || std::is_invocable_v<Row, const S*, D*, size_t>, "row(src..., dst, n)");
-  constexpr size_t kSrcMis = 64 / sizeof(S), kDstMis = 64 / sizeof(D);
+  constexpr size_t kSrcMis = 64 / sizeof(S), kDstMis = 64 / sizeof(D), kBig = std::max(sizeof(S), sizeof(D));
   std::vector<size_t> lengths, dstMis;
   if (options.longRunBytes) {
     lengths = {options.longRunBytes / sizeof(D) + 37};
     dstMis = {0, 1, 7};
   } else {
-    for (size_t n = 0; n <= static_cast<size_t>(options.maxBytes) / std::max(sizeof(S), sizeof(D)); ++n)
-      lengths.push_back(n);
+    for (size_t n = 0; n <= static_cast<size_t>(options.maxBytes) / kBig; ++n) lengths.push_back(n);
     for (size_t m = 0; m < kDstMis; ++m) dstMis.push_back(m);
   }
   const size_t maxN = lengths.back();
   constexpr unsigned char kSentinel = 0xA5;
-
   Rng rng(options.seed);
-  std::vector<S> inputs[2] = {std::vector<S>(maxN + 1), std::vector<S>(maxN + 1)};
+  std::vector<S> in[2] = {std::vector<S>(maxN + 1), std::vector<S>(maxN + 1)};
   std::vector<D> expected(maxN + 1);
   // Sources and destination each at a 64-byte boundary plus a misalignment.
-  const size_t room = (maxN + 2 * std::max(kSrcMis, kDstMis) + 32) * std::max(sizeof(S), sizeof(D)) + 128;
-  std::vector<unsigned char> stores[3] = {std::vector<unsigned char>(room), std::vector<unsigned char>(room), std::vector<unsigned char>(room)};
+  const size_t room = (maxN + 2 * std::max(kSrcMis, kDstMis) + 32) * kBig + 128;
+  std::vector<unsigned char> stores[3] = {std::vector<unsigned char>(room), std::vector<unsigned char>(room),
+                                          std::vector<unsigned char>(room)};
   unsigned char* base[3];
   for (int i = 0; i < 3; ++i)
     base[i] = reinterpret_cast<unsigned char*>((reinterpret_cast<uintptr_t>(stores[i].data()) + 63) & ~uintptr_t{63});
-  unsigned char* dstBase = base[2];
-  const size_t dstBytes = room - static_cast<size_t>(dstBase - stores[2].data()) - 64;
+  const size_t dstBytes = room - static_cast<size_t>(base[2] - stores[2].data()) - 64;
 
   for (size_t n : lengths) {
-    for (int s = 0; s < kSources; ++s)
-      for (size_t i = 0; i < n; ++i) inputs[s][i] = randomSample<S>(rng);
-    if constexpr (kRefRow && kTwo) ref(inputs[0].data(), inputs[1].data(), expected.data(), n);
-    else if constexpr (kRefRow) ref(inputs[0].data(), expected.data(), n);
-    else if constexpr (kTwo) for (size_t i = 0; i < n; ++i) expected[i] = ref(inputs[0][i], inputs[1][i]);
-    else for (size_t i = 0; i < n; ++i) expected[i] = ref(inputs[0][i]);
+    for (int s = 0; s < (kTwo ? 2 : 1); ++s)
+      for (size_t i = 0; i < n; ++i) in[s][i] = randomSample<S>(rng);
+    if constexpr (kRefRow && kTwo) ref(in[0].data(), in[1].data(), expected.data(), n);
+    else if constexpr (kRefRow) ref(in[0].data(), expected.data(), n);
+    else if constexpr (kTwo) for (size_t i = 0; i < n; ++i) expected[i] = ref(in[0][i], in[1][i]);
+    else for (size_t i = 0; i < n; ++i) expected[i] = ref(in[0][i]);
     for (size_t m : dstMis) {
       const size_t mis[2] = {(m + n) % kSrcMis, (3 * m + 2 * n + 1) % kSrcMis};
       for (int pass = 0; pass < (options.inPlace && std::is_same_v<S, D> ? 2 : 1); ++pass) {
-        const bool inPlace = pass == 1;
-        std::memset(dstBase, kSentinel, dstBytes);
-        D* d = reinterpret_cast<D*>(dstBase) + m;
+        std::memset(base[2], kSentinel, dstBytes);
+        D* d = reinterpret_cast<D*>(base[2]) + m;
         const S* src[2];
-        for (int s = 0; s < kSources; ++s) {
-          S* p = reinterpret_cast<S*>(base[s]) + mis[s];
-          std::memcpy(p, inputs[s].data(), n * sizeof(S));
-          src[s] = p;
+        for (int s = 0; s < 2; ++s) {
+          src[s] = reinterpret_cast<S*>(base[s]) + mis[s];
+          std::memcpy(base[s] + mis[s] * sizeof(S), in[s].data(), n * sizeof(S));
         }
-        if (inPlace) {
-          std::memcpy(static_cast<void*>(d), inputs[0].data(), n * sizeof(D));
+        if (pass == 1) {
+          std::memcpy(static_cast<void*>(d), in[0].data(), n * sizeof(D));
           src[0] = reinterpret_cast<const S*>(d);
         }
         if constexpr (kTwo) row(src[0], src[1], d, n);
         else row(src[0], d, n);
         auto where = [&] {
           std::ostringstream s;
-          s << "length " << n << ", misalignment (elements) src {" << mis[0] << (kTwo ? ", " : "");
-          if (kTwo) s << mis[1];
-          s << "} dst " << m << (inPlace ? ", in place" : "");
-          return s.str();
+          s << "length " << n << ", misalignment (elements) src {" << mis[0];
+          if (kTwo) s << ", " << mis[1];
+          return s.str() + "} dst " + std::to_string(m) + (pass == 1 ? ", in place" : "");
         };
         for (size_t i = 0; i < n; ++i) {
           D got;
           std::memcpy(&got, d + i, sizeof got);
-          if (!sameSample(got, expected[i])) {
-            testing::AssertionResult r = testing::AssertionFailure();
-            r << where() << ": element " << i << " of (" << sampleText(inputs[0][i]);
-            if (kTwo) r << ", " << sampleText(inputs[1][i]);
-            r << "): got " << sampleText(got) << ", expected " << sampleText(expected[i]);
-            return r;
-          }
+          if (sameSample(got, expected[i])) continue;
+          testing::AssertionResult r = testing::AssertionFailure();
+          r << where() << ": element " << i << " of (" << sampleText(in[0][i]);
+          if (kTwo) r << ", " << sampleText(in[1][i]);
+          return r << "): got " << sampleText(got) << ", expected " << sampleText(expected[i]);
         }
         const size_t begin = m * sizeof(D), end = begin + n * sizeof(D);
         for (size_t b = 0; b < dstBytes; ++b)
-          if ((b < begin || b >= end) && dstBase[b] != kSentinel)
-            return testing::AssertionFailure()
-                   << where() << ": byte " << static_cast<int64_t>(b) - static_cast<int64_t>(begin)
-                   << " from the destination's start changed (outside the row)";
+          if ((b < begin || b >= end) && base[2][b] != kSentinel)
+            return testing::AssertionFailure() << where() << ": byte " << static_cast<int64_t>(b) - static_cast<int64_t>(begin)
+                                               << " from the destination's start changed (outside the row)";
       }
     }
   }
@@ -195,21 +185,19 @@ int64_t dispatchedTarget();
 // Only the samples of `channels` in `rect` (stored coordinates of `after`)
 // may differ between `before` and `after`; row padding, other channels and
 // everything outside the rectangle must stay.
-testing::AssertionResult onlyRectChanged(const Snapshot& before, const VrnImage* after,
-                                         const Rect& rect, const std::vector<int>& channels);
+testing::AssertionResult onlyRectChanged(const Snapshot& before, const VrnImage* after, const Rect& rect,
+                                         const std::vector<int>& channels);
 // The same with the destination's own rule: the rectangle starts at its
 // clipped ROI, is width x height, and the channels are its COI, else all
 // but alpha.
-testing::AssertionResult onlyRectChanged(const Snapshot& before, const VrnImage* after, int width,
-                                         int height);
+testing::AssertionResult onlyRectChanged(const Snapshot& before, const VrnImage* after, int width, int height);
 
 // The samples of rectangle `from` of `expected` equal, bit for bit, those of
 // the rectangle of the same size at (x, y) of `actual`: channel channels[k]
 // of expected against actualChannels[k] of actual (empty lists: every
 // channel of expected; the same channels in actual).
-testing::AssertionResult sameSamples(const VrnImage* expected, const Rect& from, const VrnImage* actual,
-                                     int x, int y, std::vector<int> channels = {},
-                                     std::vector<int> actualChannels = {});
+testing::AssertionResult sameSamples(const VrnImage* expected, const Rect& from, const VrnImage* actual, int x, int y,
+                                     std::vector<int> channels = {}, std::vector<int> actualChannels = {});
 
 // ---------------------------------------------------------------------------
 // Masked runs
@@ -223,9 +211,7 @@ MaskBits mergedMaskBits(std::vector<const VrnImage*> masks);
 // run without masks, `before` the destination before either.  Inside `rect`
 // on `channels`, samples whose mask bit is set equal `unmasked`; every other
 // byte equals `before`.
-testing::AssertionResult maskedMatchesUnmasked(const Snapshot& before, const VrnImage* masked,
-                                               const VrnImage* unmasked, const Rect& rect,
-                                               const std::vector<int>& channels,
-                                               const MaskBits& bit);
+testing::AssertionResult maskedMatchesUnmasked(const Snapshot& before, const VrnImage* masked, const VrnImage* unmasked,
+                                               const Rect& rect, const std::vector<int>& channels, const MaskBits& bit);
 
 }  // namespace vrntest

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
@@ -18,11 +19,8 @@ int bitsOf(int depth) { return depth & VRN_DEPTH_MASK; }
 
 // A buffer of `size` bytes aligned to `align` but not to 2 * align.
 char* allocateBuffer(int size, int align, void** block) {
-  void* raw = nullptr;
-  if (posix_memalign(&raw, 64, static_cast<size_t>(size) + static_cast<size_t>(align)) != 0)
-    return nullptr;
-  *block = raw;
-  return static_cast<char*>(raw) + align;
+  if (posix_memalign(block, 64, static_cast<size_t>(size) + static_cast<size_t>(align)) != 0) return nullptr;
+  return static_cast<char*>(*block) + align;
 }
 
 char kGray[4] = {'G', 'R', 'A', 'Y'};
@@ -50,45 +48,50 @@ double randomValue(Rng& rng, int depth, Content content) {
   return lo + static_cast<double>(rng() % span);
 }
 
-void fillBytes(char* data, size_t size, Rng& rng) {
-  for (size_t i = 0; i < size; ++i) data[i] = static_cast<char>(rng() >> 24);
-}
-
 void fillMaskBits(VrnImage* mask, uint64_t seed, double density) {
   Rng rng(seed);
-  auto* p = reinterpret_cast<uint8_t*>(mask->imageData);
   std::bernoulli_distribution bit(std::clamp(density, 0.0, 1.0));
-  for (int i = 0; i < mask->imageSize; ++i) {
-    uint8_t b = 0;
-    for (int k = 0; k < 8; ++k) b = static_cast<uint8_t>((b << 1) | (bit(rng) ? 1 : 0));
-    p[i] = b;
+  std::memset(mask->imageData, 0, static_cast<size_t>(mask->imageSize));
+  for (int j = 0; j < mask->imageSize * 8; ++j)
+    if (bit(rng)) mask->imageData[j / 8] = static_cast<char>(mask->imageData[j / 8] | (0x80 >> (j % 8)));
+}
+
+// Random bytes everywhere, padding included, then samples of the depth by `content`.
+void fillImage(VrnImage* image, uint64_t seed, Content content) {
+  if (content == Content::kZero) {
+    std::memset(image->imageData, 0, static_cast<size_t>(image->imageSize));
+    return;
   }
+  Rng rng(seed * 0x9E3779B97F4A7C15ull + 17);
+  for (int i = 0; i < image->imageSize; ++i) image->imageData[i] = static_cast<char>(rng() >> 24);
+  if (image->depth == VRN_DEPTH_1U) return;  // random bits are all the values there are
+  for (int c = 0; c < image->nChannels; ++c)
+    for (int y = 0; y < image->height; ++y)
+      for (int x = 0; x < image->width; ++x)
+        setSample(image, x, y, c, randomValue(rng, image->depth, content));
+}
+
+// Name and range per depth, in the order of kAllDepthWords, then an unknown depth.
+struct DepthInfo {
+  const char* name;
+  double min, max;
+};
+const DepthInfo& depthInfo(int depth) {
+  static const DepthInfo infos[] = {{"1U", 0, 1}, {"8U", 0, 255}, {"8S", -128, 127}, {"16U", 0, 65535},
+                                    {"16S", -32768, 32767}, {"32S", -2147483648.0, 2147483647.0},
+                                    {"32F", std::numeric_limits<float>::lowest(), std::numeric_limits<float>::max()},
+                                    {"bad depth", 0, 0}};
+  int i = 0;
+  while (i < 7 && kAllDepthWords[i] != depth) ++i;
+  return infos[i];
 }
 
 }  // namespace
 
-namespace {
-// Per depth, in the order of kAllDepthWords.
-int depthIndex(int depth) {
-  for (int i = 0; i < 7; ++i)
-    if (kAllDepthWords[i] == depth) return i;
-  return 7;
-}
-}  // namespace
-
-const char* depthName(int depth) {
-  static const char* const names[] = {"1U", "8U", "8S", "16U", "16S", "32S", "32F", "bad depth"};
-  return names[depthIndex(depth)];
-}
+const char* depthName(int depth) { return depthInfo(depth).name; }
 int sampleBytes(int depth) { return bitsOf(depth) / 8; }
-double depthMin(int depth) {
-  static const double mins[] = {0, 0, -128, 0, -32768, -2147483648.0, std::numeric_limits<float>::lowest(), 0};
-  return mins[depthIndex(depth)];
-}
-double depthMax(int depth) {
-  static const double maxs[] = {1, 255, 127, 65535, 32767, 2147483647.0, std::numeric_limits<float>::max(), 0};
-  return maxs[depthIndex(depth)];
-}
+double depthMin(int depth) { return depthInfo(depth).min; }
+double depthMax(int depth) { return depthInfo(depth).max; }
 
 std::string ImageSpec::describe() const {
   std::ostringstream s;
@@ -105,30 +108,27 @@ std::string ImageSpec::describe() const {
 // ---------------------------------------------------------------------------
 // TestImage
 
+namespace {
+// A header with a buffer of the test's own; a refused header fails the test.
+VrnImage* makeRecord(const ImageSpec& d, VrnROI* roi, VrnImage* mask, void** block) {
+  VrnImage* image = vrnCreateImageHeader(d.nChannels, d.alphaChannel, d.depth, kGray, kG, d.dataOrder, d.origin,
+                                         d.align, d.width, d.height, roi, mask, nullptr, nullptr);
+  if (image) image->imageData = allocateBuffer(image->imageSize, image->align, block);
+  else ADD_FAILURE() << "header refused: " << d.describe();
+  return image;
+}
+}  // namespace
+
 TestImage::TestImage(const ImageSpec& desc) : desc_(desc) {
-  VrnROI* roi = desc.hasRoi ? new VrnROI(desc.roi) : nullptr;
   VrnImage* mask = nullptr;
   if (desc.hasMask) {
     const MaskSpec& m = desc.mask;
-    VrnROI* maskRoi = m.hasRoi ? new VrnROI(m.roi) : nullptr;
-    mask = vrnCreateImageHeader(1, 0, VRN_DEPTH_1U, kGray, kG, VRN_DATA_ORDER_PIXEL, VRN_ORIGIN_TOP,
-                                m.align, m.width, m.height, maskRoi, nullptr, nullptr, nullptr);
-    if (!mask) {
-      ADD_FAILURE() << "mask header refused: " << desc.describe();
-      return;
-    }
-    mask->imageData = allocateBuffer(mask->imageSize, mask->align, &maskBlock_);
+    ImageSpec maskDesc = ImageSpec(VRN_DEPTH_1U, m.width, m.height).aligned(m.align);
+    if (!(mask = makeRecord(maskDesc, m.hasRoi ? new VrnROI(m.roi) : nullptr, nullptr, &maskBlock_))) return;
     fillMaskBits(mask, m.seed, m.density);
   }
-  image_ = vrnCreateImageHeader(desc.nChannels, desc.alphaChannel, desc.depth, kGray, kG,
-                                desc.dataOrder, desc.origin, desc.align, desc.width, desc.height,
-                                roi, mask, nullptr, nullptr);
-  if (!image_) {
-    ADD_FAILURE() << "image header refused: " << desc.describe();
-    return;
-  }
-  image_->imageData = allocateBuffer(image_->imageSize, image_->align, &block_);
-  fillImage(image_, desc.seed, desc.content);
+  if ((image_ = makeRecord(desc, desc.hasRoi ? new VrnROI(desc.roi) : nullptr, mask, &block_)))
+    fillImage(image_, desc.seed, desc.content);
 }
 
 TestImage::~TestImage() { release(); }
@@ -144,8 +144,7 @@ TestImage& TestImage::operator=(TestImage&& o) noexcept {
 }
 
 void TestImage::refill(uint64_t seed, Content content) {
-  desc_.seed = seed;
-  desc_.content = content;
+  desc_.seed = seed, desc_.content = content;
   fillImage(image_, seed, content);
 }
 
@@ -154,15 +153,13 @@ void TestImage::removeMask() {
   delete image_->maskROI->roi;
   vrnFree(image_->maskROI);
   std::free(maskBlock_);
-  maskBlock_ = nullptr;
-  image_->maskROI = nullptr;
+  maskBlock_ = nullptr, image_->maskROI = nullptr;
 }
 
 void TestImage::setRoi(bool hasRoi, const VrnROI& roi) {
   delete image_->roi;
   image_->roi = hasRoi ? new VrnROI(roi) : nullptr;
-  desc_.hasRoi = hasRoi;
-  desc_.roi = roi;
+  desc_.hasRoi = hasRoi, desc_.roi = roi;
 }
 
 void TestImage::release() {
@@ -171,8 +168,7 @@ void TestImage::release() {
   delete image_->roi;
   vrnFree(image_);
   std::free(block_);
-  image_ = nullptr;
-  block_ = nullptr;
+  image_ = nullptr, block_ = nullptr;
 }
 
 namespace {
@@ -180,8 +176,7 @@ namespace {
 VrnImage* copyRecord(const VrnImage* from, void** block) {
   auto* copy = static_cast<VrnImage*>(vrnMalloc(sizeof(VrnImage)));
   *copy = *from;
-  copy->roi = from->roi ? new VrnROI(*from->roi) : nullptr;
-  copy->maskROI = nullptr;
+  copy->roi = from->roi ? new VrnROI(*from->roi) : nullptr, copy->maskROI = nullptr;
   copy->imageData = allocateBuffer(from->imageSize, from->align, block);
   std::memcpy(copy->imageData, from->imageData, static_cast<size_t>(from->imageSize));
   return copy;
@@ -191,28 +186,14 @@ VrnImage* copyRecord(const VrnImage* from, void** block) {
 TestImage TestImage::clone() const {
   TestImage copy;
   copy.desc_ = desc_;
-  if (!image_) return copy;
-  copy.image_ = copyRecord(image_, &copy.block_);
-  if (image_->maskROI) copy.image_->maskROI = copyRecord(image_->maskROI, &copy.maskBlock_);
+  if (image_) copy.image_ = copyRecord(image_, &copy.block_);
+  if (image_ && image_->maskROI) copy.image_->maskROI = copyRecord(image_->maskROI, &copy.maskBlock_);
   return copy;
 }
 
 // ---------------------------------------------------------------------------
 // Content and samples
 
-void fillImage(VrnImage* image, uint64_t seed, Content content) {
-  if (content == Content::kZero) {
-    std::memset(image->imageData, 0, static_cast<size_t>(image->imageSize));
-    return;
-  }
-  Rng rng(seed * 0x9E3779B97F4A7C15ull + 17);
-  fillBytes(image->imageData, static_cast<size_t>(image->imageSize), rng);
-  if (image->depth == VRN_DEPTH_1U) return;  // random bits are all the values there are
-  for (int c = 0; c < image->nChannels; ++c)
-    for (int y = 0; y < image->height; ++y)
-      for (int x = 0; x < image->width; ++x)
-        setSample(image, x, y, c, randomValue(rng, image->depth, content));
-}
 
 size_t sampleOffset(const VrnImage* image, int x, int y, int c) {
   const size_t step = static_cast<size_t>(image->widthStep);
@@ -249,26 +230,17 @@ double sampleAt(const VrnImage* image, int x, int y, int c) {
 
 VrnImage viewOf(const VrnImage* layout, char* data, int width, int height, int widthStep) {
   VrnImage view = *layout;
-  view.imageData = data;
-  view.dataBlock = nullptr;
-  view.width = width;
-  view.height = height;
-  view.widthStep = widthStep;
+  view.imageData = data, view.dataBlock = nullptr, view.roi = nullptr, view.maskROI = nullptr, view.tileInfo = nullptr;
+  view.width = width, view.height = height, view.widthStep = widthStep;
   view.imageSize = widthStep * height * (view.dataOrder == VRN_DATA_ORDER_PLANE ? view.nChannels : 1);
-  view.roi = nullptr;
-  view.maskROI = nullptr;
-  view.tileInfo = nullptr;
   return view;
 }
 
 void setSample(VrnImage* image, int x, int y, int c, double value) {
   char* p = image->imageData + sampleOffset(image, x, y, c);
   const int depth = image->depth;
-  if (depth == VRN_DEPTH_1U) {
-    const uint8_t bit = static_cast<uint8_t>(0x80 >> (x % 8));
-    *p = static_cast<char>(value != 0 ? (*p | bit) : (*p & ~bit));
-    return;
-  }
+  const int bit = 0x80 >> (x % 8);
+  if (depth == VRN_DEPTH_1U) return void(*p = static_cast<char>(value != 0 ? (*p | bit) : (*p & ~bit)));
   if (depth != VRN_DEPTH_32F) value = std::clamp(std::nearbyint(value), depthMin(depth), depthMax(depth));
   withSampleType(depth, [&](auto v) {
     v = static_cast<decltype(v)>(value);
@@ -285,30 +257,26 @@ Snapshot snapshot(const VrnImage* image) {
 }
 
 std::string hexByte(uint8_t b) {
-  static const char* digits = "0123456789abcdef";
-  return std::string("0x") + digits[b >> 4] + digits[b & 15];
+  char text[8];
+  std::snprintf(text, sizeof text, "0x%02x", b);
+  return text;
 }
 
 std::string describeOffset(const VrnImage* image, size_t offset) {
   std::ostringstream s;
-  const size_t step = static_cast<size_t>(image->widthStep);
-  const size_t planeBytes = step * static_cast<size_t>(image->height);
-  size_t rest = offset;
-  if (image->dataOrder == VRN_DATA_ORDER_PLANE && planeBytes) {
-    s << "plane " << rest / planeBytes << ", ";
-    rest %= planeBytes;
-  }
-  const size_t row = step ? rest / step : 0, byte = step ? rest % step : rest;
-  s << "row " << row << ", byte " << byte;
-  if (static_cast<int64_t>(byte) >= rowBytes(image)) s << " (row padding)";
-  s << " [offset " << offset << "]";
+  const size_t step = static_cast<size_t>(image->widthStep), planeBytes = step * static_cast<size_t>(image->height);
+  const size_t rest = image->dataOrder == VRN_DATA_ORDER_PLANE && planeBytes ? offset % planeBytes : offset;
+  if (rest != offset || image->dataOrder == VRN_DATA_ORDER_PLANE) s << "plane " << (planeBytes ? offset / planeBytes : 0) << ", ";
+  const size_t byte = step ? rest % step : rest;
+  s << "row " << (step ? rest / step : 0) << ", byte " << byte
+    << (static_cast<int64_t>(byte) >= rowBytes(image) ? " (row padding)" : "") << " [offset " << offset << "]";
   return s.str();
 }
 
 namespace {
 
-testing::AssertionResult compareBuffers(const VrnImage* layout, const uint8_t* expected,
-                                        const uint8_t* actual, size_t size, bool pixelsOnly) {
+testing::AssertionResult compareBuffers(const VrnImage* layout, const uint8_t* expected, const uint8_t* actual, size_t size,
+                                        bool pixelsOnly) {
   const size_t step = static_cast<size_t>(layout->widthStep);
   const int64_t pixelBytes = rowBytes(layout);
   const int tailBits = layout->depth == VRN_DEPTH_1U ? layout->width % 8 : 0;
@@ -363,15 +331,11 @@ Rect clippedRect(const VrnImage* image) {
 
 Rect operationSize(std::initializer_list<const VrnImage*> images) {
   Rect size{0, 0, std::numeric_limits<int>::max(), std::numeric_limits<int>::max()};
-  for (const VrnImage* image : images) {
-    if (!image) continue;
-    for (const VrnImage* im : {image, static_cast<const VrnImage*>(image->maskROI)}) {
-      if (!im) continue;
-      const Rect r = clippedRect(im);
-      size.width = std::min(size.width, r.width);
-      size.height = std::min(size.height, r.height);
+  for (const VrnImage* image : images)
+    for (const VrnImage* im : {image, image ? static_cast<const VrnImage*>(image->maskROI) : nullptr}) {
+      const Rect r = im ? clippedRect(im) : size;
+      size.width = std::min(size.width, r.width), size.height = std::min(size.height, r.height);
     }
-  }
   return size;
 }
 
@@ -392,8 +356,7 @@ int pick(Rng& rng, int lo, int hi) { return lo + static_cast<int>(rng() % static
 bool chance(Rng& rng, double p) { return std::uniform_real_distribution<double>(0, 1)(rng) < p; }
 
 VrnROI randomRoi(Rng& rng, int width, int height, int coi) {
-  VrnROI r{};
-  r.coi = coi;
+  VrnROI r{coi, 0, 0, 0, 0};
   r.xOffset = chance(rng, 0.3) ? 0 : pick(rng, 0, width);
   r.yOffset = chance(rng, 0.3) ? 0 : pick(rng, 0, height);
   // Sometimes beyond the image: the frame clips.
@@ -407,10 +370,7 @@ MaskSpec randomMask(Rng& rng, const CallOptions& o) {
   m.width = pick(rng, 1, o.maxWidth + 8);
   m.height = pick(rng, 1, o.maxHeight + 4);
   m.align = 4 << pick(rng, 0, 3);
-  if (chance(rng, 0.5)) {
-    m.hasRoi = true;
-    m.roi = randomRoi(rng, m.width, m.height, 0);
-  }
+  if ((m.hasRoi = chance(rng, 0.5))) m.roi = randomRoi(rng, m.width, m.height, 0);
   const double densities[] = {0.0, 0.5, 0.5, 0.9, 1.0};
   m.density = densities[rng() % 5];
   m.seed = rng();
@@ -418,10 +378,9 @@ MaskSpec randomMask(Rng& rng, const CallOptions& o) {
 }
 
 // Layout facts shared by all images of a call.
+// scheme: 0 plain channels, 1 alpha, 2 COI.
 struct Shared {
-  int depth, order;
-  int scheme;  // 0 plain channels, 1 alpha, 2 COI
-  int count;
+  int depth, order, scheme, count;
   bool sameSize;
   int width, height;
 };
@@ -449,18 +408,11 @@ ImageSpec specFor(Rng& rng, const Shared& s, const CallOptions& o) {
     const bool alpha = s.count < 4 && chance(rng, 0.5);
     desc.nChannels = s.count + (alpha ? 1 : 0);
     desc.alphaChannel = alpha ? desc.nChannels : 0;
-  } else {
+  } else
     desc.nChannels = s.count;
-  }
-  if (coi > 0 || chance(rng, o.roiChance)) {
-    desc.hasRoi = true;
-    desc.roi = chance(rng, 0.3) ? VrnROI{coi, 0, 0, desc.width, desc.height}
-                                : randomRoi(rng, desc.width, desc.height, coi);
-  }
-  if (chance(rng, o.maskChance)) {
-    desc.hasMask = true;
-    desc.mask = randomMask(rng, o);
-  }
+  if ((desc.hasRoi = coi > 0 || chance(rng, o.roiChance)))
+    desc.roi = chance(rng, 0.3) ? VrnROI{coi, 0, 0, desc.width, desc.height} : randomRoi(rng, desc.width, desc.height, coi);
+  if ((desc.hasMask = chance(rng, o.maskChance))) desc.mask = randomMask(rng, o);
   return desc;
 }
 
@@ -471,10 +423,7 @@ Shared randomShared(Rng& rng, const CallOptions& o) {
   const double r = std::uniform_real_distribution<double>(0, 1)(rng);
   s.scheme = (o.allowCoi && r < 0.3) ? 2 : (o.allowAlpha && r < 0.55) ? 1 : 0;
   s.count = s.scheme == 1 ? pick(rng, 1, 3) : pick(rng, 1, 4);
-  if (s.depth == VRN_DEPTH_1U && s.scheme != 2) {
-    s.scheme = 0;
-    s.count = 1;
-  }
+  if (s.depth == VRN_DEPTH_1U && s.scheme != 2) s.scheme = 0, s.count = 1;
   s.sameSize = chance(rng, 0.35);
   s.width = pick(rng, 1, o.maxWidth);
   s.height = pick(rng, 1, o.maxHeight);
@@ -497,14 +446,8 @@ CallSpec randomCall(uint64_t seed, const CallOptions& options) {
 
 std::string CallSpec::describe() const {
   std::ostringstream s;
-  for (size_t i = 0; i < sources.size(); ++i) {
-    s << "src" << static_cast<char>('A' + i) << ": ";
-    if (sourceIsDst[i])
-      s << "(the destination)";
-    else
-      s << sources[i].describe();
-    s << "\n";
-  }
+  for (size_t i = 0; i < sources.size(); ++i)
+    s << "src" << static_cast<char>('A' + i) << ": " << (sourceIsDst[i] ? "(the destination)" : sources[i].describe()) << "\n";
   s << "dst: " << dst.describe();
   return s.str();
 }

@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -20,8 +19,7 @@ namespace vrntest {
 using Rng = std::mt19937_64;
 
 // All depths, in the order of the depth list.
-inline constexpr int kAllDepthWords[] = {VRN_DEPTH_1U,  VRN_DEPTH_8U,  VRN_DEPTH_8S, VRN_DEPTH_16U,
-                                         VRN_DEPTH_16S, VRN_DEPTH_32S, VRN_DEPTH_32F};
+inline constexpr int kAllDepthWords[] = {VRN_DEPTH_1U, VRN_DEPTH_8U, VRN_DEPTH_8S, VRN_DEPTH_16U, VRN_DEPTH_16S, VRN_DEPTH_32S, VRN_DEPTH_32F};
 const char* depthName(int depth);
 // Bytes of one sample (0 for 1U).
 int sampleBytes(int depth);
@@ -38,8 +36,7 @@ enum class Content {
 
 // The mask of an image: a 1-bit, one-channel image of its own.
 struct MaskSpec {
-  int width = 8, height = 8;
-  int align = 4;
+  int width = 8, height = 8, align = 4;
   bool hasRoi = false;
   VrnROI roi{};         // coi is kept as given (legal masks use 0 or 1)
   double density = 0.5; // probability of a set bit
@@ -48,12 +45,8 @@ struct MaskSpec {
 
 // Everything that describes a test image.  Setters chain.
 struct ImageSpec {
-  int depth = VRN_DEPTH_8U;
-  int nChannels = 1;
-  int alphaChannel = 0;
-  int dataOrder = VRN_DATA_ORDER_PIXEL;
-  int origin = VRN_ORIGIN_TOP;
-  int align = 4;
+  int depth = VRN_DEPTH_8U, nChannels = 1, alphaChannel = 0;
+  int dataOrder = VRN_DATA_ORDER_PIXEL, origin = VRN_ORIGIN_TOP, align = 4;
   int width = 16, height = 8;
   bool hasRoi = false;
   VrnROI roi{};
@@ -71,11 +64,7 @@ struct ImageSpec {
   ImageSpec& bottomUp() { origin = VRN_ORIGIN_BOTTOM; return *this; }
   ImageSpec& aligned(int a) { align = a; return *this; }
   ImageSpec& size(int w, int h) { width = w; height = h; return *this; }
-  ImageSpec& withRoi(int coi, int x, int y, int w, int h) {
-    hasRoi = true;
-    roi = VrnROI{coi, x, y, w, h};
-    return *this;
-  }
+  ImageSpec& withRoi(int coi, int x, int y, int w, int h) { hasRoi = true; roi = VrnROI{coi, x, y, w, h}; return *this; }
   ImageSpec& withCoi(int coi) { return withRoi(coi, 0, 0, width, height); }
   ImageSpec& withMask(const MaskSpec& m) { hasMask = true; mask = m; return *this; }
   ImageSpec& fill(Content c) { content = c; return *this; }
@@ -119,10 +108,6 @@ class TestImage {
   void* maskBlock_ = nullptr;  // the raw block behind the mask's imageData
 };
 
-// Fills the whole buffer of a plain image: random bytes everywhere, then the
-// samples with values of the depth by `content`.
-void fillImage(VrnImage* image, uint64_t seed, Content content);
-
 // A full copy of an image buffer (imageSize bytes).
 using Snapshot = std::vector<uint8_t>;
 Snapshot snapshot(const VrnImage* image);
@@ -155,9 +140,7 @@ size_t sampleOffset(const VrnImage* image, int x, int y, int c);
 VrnImage viewOf(const VrnImage* layout, char* data, int width, int height, int widthStep);
 
 // The clipped ROI of an image with the size clamped to 0 (x, y as stored).
-struct Rect {
-  int x = 0, y = 0, width = 0, height = 0;
-};
+struct Rect { int x = 0, y = 0, width = 0, height = 0; };
 Rect clippedRect(const VrnImage* image);
 // The smallest width and height of the clipped ROIs of the images (nulls
 // skipped) and of their masks: the size of an operation's rectangle.
@@ -177,8 +160,7 @@ struct CallSpec {
 // Choices for random calls.
 struct CallOptions {
   int sources = 2;
-  std::vector<int> depths = {VRN_DEPTH_8U, VRN_DEPTH_8S, VRN_DEPTH_16U, VRN_DEPTH_16S,
-                             VRN_DEPTH_32S, VRN_DEPTH_32F};
+  std::vector<int> depths = {VRN_DEPTH_8U, VRN_DEPTH_8S, VRN_DEPTH_16U, VRN_DEPTH_16S, VRN_DEPTH_32S, VRN_DEPTH_32F};
   int maxWidth = 70, maxHeight = 40;
   double roiChance = 0.5, maskChance = 0.2, aliasChance = 0.1;
   bool allowCoi = true, allowAlpha = true, allowPlane = true;

@@ -11,15 +11,12 @@ thread_local ReportCatcher* tCurrent = nullptr;
 }
 
 std::ostream& operator<<(std::ostream& os, const Report& r) {
-  return os << "{status " << r.status << ", \"" << r.funcName << "\", "
-            << (r.nullContext ? std::string("(null)") : "\"" + r.context + "\"") << ", "
-            << r.fileName << ":" << r.line << "}";
+  return os << "{status " << r.status << ", \"" << r.funcName << "\", \"" << r.context << "\", " << r.fileName << ":"
+            << r.line << "}";
 }
 
 ReportCatcher::ReportCatcher(int mode)
-    : outer_(tCurrent),
-      oldHandler_(vrnRedirectError(&ReportCatcher::handler)),
-      oldMode_(vrnGetErrMode()),
+    : outer_(tCurrent), oldHandler_(vrnRedirectError(&ReportCatcher::handler)), oldMode_(vrnGetErrMode()),
       oldStatus_(vrnGetErrStatus()) {
   vrnSetErrMode(mode);
   tCurrent = this;
@@ -46,16 +43,8 @@ std::string ReportCatcher::describe() const {
 
 int ReportCatcher::handler(int status, const char* funcName, const char* context,
                            const char* fileName, int line) {
-  ReportCatcher* self = tCurrent;
-  if (!self) return status;
-  Report r;
-  r.status = status;
-  r.funcName = funcName ? funcName : "";
-  r.context = context ? context : "";
-  r.nullContext = context == nullptr;
-  r.fileName = fileName ? fileName : "";
-  r.line = line;
-  self->reports_.push_back(r);
+  if (tCurrent)
+    tCurrent->reports_.push_back(Report{status, funcName ? funcName : "", context ? context : "", fileName ? fileName : "", line});
   return status;
 }
 
@@ -63,24 +52,22 @@ namespace {
 
 testing::AssertionResult matches(const Report& r, int status, const std::string& func,
                                  const std::string& context) {
-  if (r.status == status && r.funcName == func && r.context == context)
-    return testing::AssertionSuccess();
-  return testing::AssertionFailure() << "expected {status " << status << ", \"" << func << "\", \""
-                                     << context << "\"}, got " << r;
+  if (r.status == status && r.funcName == func && r.context == context) return testing::AssertionSuccess();
+  return testing::AssertionFailure() << "expected {status " << status << ", \"" << func << "\", \"" << context
+                                     << "\"}, got " << r;
 }
 
 }  // namespace
 
-testing::AssertionResult expectReport(const ReportCatcher& catcher, int status,
-                                      const std::string& func, const std::string& context) {
+testing::AssertionResult expectReport(const ReportCatcher& catcher, int status, const std::string& func,
+                                      const std::string& context) {
   if (catcher.count() != 1)
-    return testing::AssertionFailure() << "expected exactly one report, got " << catcher.count()
-                                       << ":\n" << catcher.describe();
+    return testing::AssertionFailure() << "expected exactly one report, got " << catcher.count() << ":\n" << catcher.describe();
   return matches(catcher.last(), status, func, context);
 }
 
-testing::AssertionResult expectLastReport(const ReportCatcher& catcher, int status,
-                                          const std::string& func, const std::string& context) {
+testing::AssertionResult expectLastReport(const ReportCatcher& catcher, int status, const std::string& func,
+                                          const std::string& context) {
   if (catcher.empty()) return testing::AssertionFailure() << "no report was made";
   return matches(catcher.last(), status, func, context);
 }

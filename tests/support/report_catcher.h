@@ -16,11 +16,8 @@ namespace vrntest {
 
 struct Report {
   int status = 0;
-  std::string funcName;
-  std::string context;
-  std::string fileName;
+  std::string funcName, context, fileName;
   int line = 0;
-  bool nullContext = false;  // the handler was given a null context pointer
 };
 std::ostream& operator<<(std::ostream& os, const Report& r);
 
@@ -41,21 +38,19 @@ class ReportCatcher {
   std::string describe() const;
 
  private:
-  static int handler(int status, const char* funcName, const char* context, const char* fileName,
-                     int line);
+  static int handler(int status, const char* funcName, const char* context, const char* fileName, int line);
   std::vector<Report> reports_;
   ReportCatcher* outer_;
   VrnErrorHandler oldHandler_;
-  int oldMode_;
-  int oldStatus_;
+  int oldMode_, oldStatus_;
 };
 
-// Exactly one report was made, with this status, function and context.
-testing::AssertionResult expectReport(const ReportCatcher& catcher, int status,
-                                      const std::string& func, const std::string& context);
-// The last report has this status, function and context (earlier ones are ignored).
-testing::AssertionResult expectLastReport(const ReportCatcher& catcher, int status,
-                                          const std::string& func, const std::string& context);
+// Exactly one report was made (or, for expectLastReport, the last one of
+// any), with this status, function and context.
+testing::AssertionResult expectReport(const ReportCatcher& catcher, int status, const std::string& func,
+                                      const std::string& context);
+testing::AssertionResult expectLastReport(const ReportCatcher& catcher, int status, const std::string& func,
+                                          const std::string& context);
 // No report was made.
 testing::AssertionResult expectNoReport(const ReportCatcher& catcher);
 

@@ -19,13 +19,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <functional>
 #include <initializer_list>
 #include <string>
 #include <vector>
 
 #include "support/images.h"
-#include "vrn.h"
 
 namespace vrntest {
 
@@ -57,9 +55,6 @@ class TileServer {
   // The k-th READ or WRITE request from now (counting from 0) gets no tile.
   void withholdRequest(int k);
 
-  // Called after each callback has been served, to look at tiles mid-walk.
-  std::function<void(const Call&)> observer;
-
   const std::vector<Call>& calls() const { return calls_; }
   // The calls as text, e.g. "W(0,0) R(1,0) X(1,0)" (X = RELEASE, ! = withheld).
   std::string callsText() const;
@@ -87,8 +82,7 @@ class TileServer {
   std::vector<void*> blocks_;
   std::vector<std::vector<char>> released_;  // copy at RELEASE, per tile (empty: none)
   std::vector<char> openCopy_;               // copy at a READ, to catch writes
-  int openIndex_ = -1, openMode_ = 0;
-  int requests_ = 0, withholdAt_ = -1;
+  int openIndex_ = -1, openMode_ = 0, requests_ = 0, withholdAt_ = -1;
   bool failed_ = false;
   std::vector<Call> calls_;
   std::vector<std::string> violations_;
