@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <sstream>
 
 namespace vrntest {
 namespace {
@@ -15,11 +16,17 @@ std::atomic<uint64_t> gSequence{0};
 char kModel[4] = {'T', 'I', 'L', 'E'};
 char kSeq[4] = {'T', 0, 0, 0};
 
-std::string tileName(int col, int row) { return "(" + std::to_string(col) + "," + std::to_string(row) + ")"; }
+std::string tileName(int col, int row) {
+  std::ostringstream s;
+  s << '(' << col << ',' << row << ')';
+  return s.str();
+}
 
 std::string callText(const TileServer::Call& c) {
-  const char* letter = c.mode == VRN_TILE_READ ? "R" : c.mode == VRN_TILE_WRITE ? "W" : c.mode == VRN_TILE_RELEASE ? "X" : "?";
-  return letter + tileName(c.col, c.row) + (c.withheld ? "!" : "");
+  const char letter = c.mode == VRN_TILE_READ ? 'R' : c.mode == VRN_TILE_WRITE ? 'W' : c.mode == VRN_TILE_RELEASE ? 'X' : '?';
+  std::ostringstream s;
+  s << letter << tileName(c.col, c.row) << (c.withheld ? "!" : "");
+  return s.str();
 }
 
 }  // namespace
@@ -105,7 +112,10 @@ void TileServer::withholdRequest(int k) { withholdAt_ = requests_ + k; }
 
 std::string TileServer::callsText() const {
   std::string s;
-  for (const Call& c : calls_) s += (s.empty() ? "" : " ") + callText(c);
+  for (const Call& c : calls_) {
+    if (!s.empty()) s += ' ';
+    s += callText(c);
+  }
   return s;
 }
 
