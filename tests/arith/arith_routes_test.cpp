@@ -68,11 +68,11 @@ TEST(ArithRoutes, ReporterOfEachRoute) {
 
 // vrnAbs on 16S images of these channel counts, alpha channels and COIs (0: none).
 void absOf(int srcCh, int srcAlpha, int srcCoi, int dstCh, int dstAlpha, int dstCoi) {
-  auto spec = [](int ch, int alpha, int coi) {
+  auto shape = [](int ch, int alpha, int coi) {
     const ImageSpec s = ImageSpec(VRN_DEPTH_16S, 8, 2).channels(ch, alpha);
     return coi ? ImageSpec(s).withCoi(coi) : s;
   };
-  const TestImage src(spec(srcCh, srcAlpha, srcCoi)), dst(spec(dstCh, dstAlpha, dstCoi));
+  const TestImage src(shape(srcCh, srcAlpha, srcCoi)), dst(shape(dstCh, dstAlpha, dstCoi));
   vrnAbs(src, dst);
 }
 
