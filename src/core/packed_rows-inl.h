@@ -28,18 +28,15 @@ namespace hn = hwy::HWY_NAMESPACE;
 template <class T>
 using StreamTag = hn::CappedTag<T, 32 / sizeof(T)>;
 
-// From kStreamingBytes of destination in one run, whole vectors are written
-// with non-temporal stores: skipping the read of each destination line
-// before its write saves a quarter of the traffic of a two-source row, but
-// leaves the result out of the cache for whatever reads it next.  Measured
-// with the next operation reading the result (bench BM_vrnChainAdd): 10%
-// slower at 4 MB, equal at 6 MB, 15% faster at 8 MB (alone: faster from
-// 3 MB).
-
 // d[i] = vecAt(i) for whole vectors and scalarAt(i) for the samples before
-// and after them.  Long runs start with scalar steps up to a vector-aligned
-// destination and then stream, for vectors of 16 bytes or more (a narrower
-// streaming store may write a whole 16 bytes).
+// and after them.  From kStreamingBytes of destination in one run, whole
+// vectors are written with non-temporal stores, after scalar steps up to a
+// vector-aligned destination: skipping the read of each destination line
+// before its write saves a quarter of the traffic of a two-source row, but
+// leaves the result out of the cache for whatever reads it next (measured
+// with the next operation reading the result, bench BM_vrnChainAdd: 10%
+// slower at 4 MB, equal at 6 MB, 15% faster at 8 MB).  Only vectors of 16
+// bytes or more stream: a narrower streaming store may write 16 bytes.
 template <class D, class T, class VecAt, class ScalarAt>
 HWY_INLINE void StoreRow(D tag, T* d, size_t n, const VecAt& vecAt, const ScalarAt& scalarAt) {
   const size_t lanes = hn::Lanes(tag);
